@@ -1,0 +1,59 @@
+#include "received.h"
+
+#include <QCoroNetworkReply>
+
+namespace {
+
+// Qt reports HTTP error statuses as reply errors too (ContentNotFoundError for a 404 and so
+// on); those still came with a complete HTTP response.
+bool isHttpStatusError(QNetworkReply::NetworkError error)
+{
+    return (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError)
+        || (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
+}
+
+// Keeps the body below `limit` bytes by stopping at the first byte that would reach it.
+bool append(Received &received, const QByteArray &chunk, qsizetype limit)
+{
+    const qsizetype room = limit - received.body.size();
+    if (chunk.size() >= room) {
+        received.body.append(chunk.left(room));
+        received.overflow = true;
+        return false;
+    }
+    received.body.append(chunk);
+    return true;
+}
+
+} // namespace
+
+QCoro::Task<Received> receive(QNetworkReply *reply, qsizetype limit)
+{
+    Received received;
+    // Keeps Qt's own buffer small, so that the limit bounds what is held in memory.
+    reply->setReadBufferSize(64 * 1024);
+
+    bool within = true;
+    while (within && reply->isRunning()) {
+        // Wakes on new data and on the end of the reply, whichever comes first.
+        if (reply->bytesAvailable() == 0)
+            co_await qCoro(reply).waitForReadyRead(std::chrono::milliseconds{-1});
+        // A time-out or an abort closes the reply; reading it then would only warn.
+        if (!reply->isOpen())
+            break;
+        within = append(received, reply->readAll(), limit);
+    }
+    if (!within) {
+        reply->abort();
+    } else if (reply->isOpen()) {
+        append(received, reply->readAll(), limit);
+    }
+
+    received.error = reply->error();
+    received.transportFailed = !received.overflow && received.error != QNetworkReply::NoError
+                            && !isHttpStatusError(received.error);
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (status.isValid())
+        received.status = status.toInt();
+    co_return received;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QNetworkRequest>
+#include <QString>
+#include <QUrl>
+
+#include <chrono>
+#include <optional>
+
+// Where a store sends its requests. The app hands every store the build's origin; tests hand
+// them a local server's origin and, where a test waits for a time-out, a shorter one.
+struct Service
+{
+    QString origin;
+    // Longest wait with no data arriving before a request fails.
+    std::chrono::milliseconds timeout{12000};
+
+    // The origin followed directly by path, nothing escaped or inserted; none when the joined
+    // text is not an absolute URL with a host.
+    std::optional<QUrl> url(QStringView path) const;
+    // A request with the default cache behaviour, the time-out and no headers.
+    QNetworkRequest request(const QUrl &url) const;
+};

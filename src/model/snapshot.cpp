@@ -1,0 +1,29 @@
+#include "snapshot.h"
+
+#include "inflight.h"
+#include "received.h"
+
+#include <QJsonDocument>
+
+#include <memory>
+
+QCoro::Task<std::optional<QJsonObject>> readSnapshot(QNetworkAccessManager &client, Service service,
+                                                     QString path, Inflight &inflight)
+{
+    const auto url = service.url(path);
+    if (!url)
+        co_return std::nullopt;
+
+    const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(
+        client.get(service.request(*url)), [](QNetworkReply *r) { r->deleteLater(); });
+    inflight.add(reply.get());
+    const Received received = co_await receive(reply.get(), snapshotLimit);
+
+    if (received.overflow || received.transportFailed || received.status != 200)
+        co_return std::nullopt;
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(received.body, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        co_return std::nullopt;
+    co_return document.object();
+}

@@ -1,0 +1,121 @@
+#include "testservice.h"
+
+class TestService::Http : public LoopbackHttp
+{
+public:
+    explicit Http(TestService *owner)
+        : m_owner(owner)
+    {
+    }
+
+protected:
+    void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) override
+    {
+        m_owner->serve(request, std::move(responder));
+    }
+
+private:
+    TestService *m_owner;
+};
+
+namespace {
+
+QString methodName(QHttpServerRequest::Method method)
+{
+    switch (method) {
+    case QHttpServerRequest::Method::Get:
+        return QStringLiteral("GET");
+    case QHttpServerRequest::Method::Post:
+        return QStringLiteral("POST");
+    case QHttpServerRequest::Method::Put:
+        return QStringLiteral("PUT");
+    case QHttpServerRequest::Method::Delete:
+        return QStringLiteral("DELETE");
+    case QHttpServerRequest::Method::Head:
+        return QStringLiteral("HEAD");
+    default:
+        return QStringLiteral("OTHER");
+    }
+}
+
+} // namespace
+
+std::optional<QByteArray> TestService::Seen::header(QByteArrayView name) const
+{
+    for (const auto &[key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return std::nullopt;
+}
+
+TestService::TestService()
+    : m_http(std::make_unique<Http>(this))
+{
+    if (!m_http->start())
+        qFatal("TestService: no free loopback port");
+}
+
+TestService::~TestService() = default;
+
+QString TestService::origin() const
+{
+    return m_http->origin();
+}
+
+void TestService::on(const QString &path, Script script)
+{
+    m_scripts.insert(path, std::move(script));
+}
+
+void TestService::on(const QString &path, const Answer &answer, std::chrono::milliseconds delay)
+{
+    on(path, [answer, delay](const Seen &) { return Reply{answer, delay}; });
+}
+
+void TestService::onJson(const QString &path, const QJsonValue &value, int status)
+{
+    on(path, LoopbackHttp::json(value, status));
+}
+
+void TestService::stall(const QString &path)
+{
+    on(path, [](const Seen &) { return Reply{{}, {}, true}; });
+}
+
+QList<TestService::Seen> TestService::seen(const QString &path) const
+{
+    QList<Seen> matching;
+    for (const Seen &s : m_seen) {
+        if (s.path == path)
+            matching.append(s);
+    }
+    return matching;
+}
+
+qsizetype TestService::count(const QString &path) const
+{
+    return seen(path).size();
+}
+
+void TestService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder)
+{
+    Seen seen{methodName(request.method()), request.url().path(QUrl::FullyEncoded), request.body(),
+              request.headers()};
+    m_seen.append(seen);
+    emit received(seen.path);
+
+    const auto script = m_scripts.constFind(seen.path);
+    if (script == m_scripts.constEnd()) {
+        LoopbackHttp::send(std::move(responder), Answer{404, {}, "text/plain", {}});
+        return;
+    }
+    Reply reply = (*script)(seen);
+    if (reply.stall) {
+        m_stalled.push_back(std::make_shared<QHttpServerResponder>(std::move(responder)));
+    } else if (reply.delay.count() > 0) {
+        m_http->sendLater(std::move(responder), std::move(reply.answer), reply.delay);
+    } else {
+        LoopbackHttp::send(std::move(responder), reply.answer);
+    }
+}

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "loopbackhttp.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+// A scriptable HTTP service on a free loopback port for the tests. Each path answers as the test
+// scripts it and every request is recorded, so a test can check what the app sent and when.
+// Unscripted paths answer 404 with an empty body.
+class TestService : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Answer = LoopbackHttp::Answer;
+
+    struct Seen
+    {
+        QString method;
+        QString path; // as sent, percent-encoding kept
+        QByteArray body;
+        QList<QPair<QByteArray, QByteArray>> headers;
+
+        // The value of a header by its case-insensitive name; none when it was not sent.
+        std::optional<QByteArray> header(QByteArrayView name) const;
+    };
+
+    struct Reply
+    {
+        Answer answer;
+        std::chrono::milliseconds delay{0};
+        // Never answer: the request waits until the client gives up.
+        bool stall = false;
+    };
+    using Script = std::function<Reply(const Seen &)>;
+
+    TestService();
+    ~TestService() override;
+
+    QString origin() const;
+
+    void on(const QString &path, Script script);
+    void on(const QString &path, const Answer &answer, std::chrono::milliseconds delay = {});
+    void onJson(const QString &path, const QJsonValue &value, int status = 200);
+    void stall(const QString &path);
+
+    const QList<Seen> &seen() const { return m_seen; }
+    QList<Seen> seen(const QString &path) const;
+    qsizetype count(const QString &path) const;
+
+signals:
+    // A request has arrived (before it is answered).
+    void received(const QString &path);
+
+private:
+    class Http;
+    void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder);
+
+    std::unique_ptr<Http> m_http;
+    QHash<QString, Script> m_scripts;
+    QList<Seen> m_seen;
+    std::vector<std::shared_ptr<QHttpServerResponder>> m_stalled;
+};

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QAbstractHttpServer>
+#include <QByteArray>
+#include <QHttpServerRequest>
+#include <QHttpServerResponder>
+#include <QJsonValue>
+#include <QList>
+#include <QPair>
+#include <QString>
+
+#include <chrono>
+
+// An HTTP server on the loopback interface that hands every request, whatever its path, to one
+// function. The local Kelvra service and the scriptable service of the tests both stand on it.
+class LoopbackHttp : public QAbstractHttpServer
+{
+public:
+    struct Answer
+    {
+        int status = 200;
+        QByteArray body;
+        QByteArray contentType = "application/json";
+        QList<QPair<QByteArray, QByteArray>> headers;
+    };
+
+    explicit LoopbackHttp(QObject *parent = nullptr);
+
+    // Listens on 127.0.0.1; port 0 takes a free one. False when the port cannot be had.
+    bool start(quint16 port = 0);
+    quint16 port() const { return m_port; }
+    // "http://127.0.0.1:PORT"
+    QString origin() const;
+
+    static Answer json(const QJsonValue &value, int status = 200);
+    static void send(QHttpServerResponder &&responder, const Answer &answer);
+    // Sends the answer after `delay`, leaving the server free to serve others meanwhile.
+    void sendLater(QHttpServerResponder &&responder, Answer answer, std::chrono::milliseconds delay);
+
+protected:
+    virtual void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) = 0;
+
+private:
+    bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
+    void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket) override;
+
+    quint16 m_port = 0;
+};
