@@ -80,7 +80,7 @@ QCoro::Task<> Markets::load()
     setLoading(false);
 }
 
-QCoro::QmlTask Markets::refresh()
+QCoro::QmlTask Markets::loadTask()
 {
     return load();
 }

@@ -37,8 +37,8 @@ public:
 
     // Fetches a new snapshot. While one load runs, a second returns at once and changes nothing.
     QCoro::Task<> load();
-    // load() for the views: the returned task settles when that call returns.
-    Q_INVOKABLE QCoro::QmlTask refresh();
+    // load() for the views; the task settles when that call returns.
+    Q_INVOKABLE QCoro::QmlTask loadTask();
 
     // The three quotes of a snapshot body, or none when the body is not a usable snapshot.
     static std::optional<QList<Quote>> parse(const QJsonObject &snapshot);
