@@ -2,17 +2,17 @@
 
 #include <QLocale>
 
-QString shortTime(const QDateTime &instant)
+QString shortTime(const QDateTime &instant, const QLocale &locale)
 {
-    return QLocale::system().toString(instant.toLocalTime().time(), QLocale::ShortFormat);
+    return locale.toString(instant.toLocalTime().time(), QLocale::ShortFormat);
 }
 
-QString usd(double amount)
+QString usd(double amount, const QLocale &locale)
 {
-    return QLocale::system().toCurrencyString(amount, QStringLiteral("$"), 2);
+    return locale.toCurrencyString(amount, QStringLiteral("$"), 2);
 }
 
-QString shortDateTime(const QDateTime &instant)
+QString shortDateTime(const QDateTime &instant, const QLocale &locale)
 {
-    return QLocale::system().toString(instant.toLocalTime(), QLocale::ShortFormat);
+    return locale.toString(instant.toLocalTime(), QLocale::ShortFormat);
 }
