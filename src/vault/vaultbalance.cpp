@@ -1,0 +1,87 @@
+#include "vaultbalance.h"
+
+#include "json.h"
+#include "number.h"
+#include "snapshot.h"
+
+#include <cmath>
+#include <optional>
+
+namespace {
+
+const QString dash = QStringLiteral("—");
+
+struct Vault {
+    QString balance;
+    QString budget;
+    bool active = false;
+};
+
+// Amounts travel as JSON strings of base units, never as JSON numbers.
+std::optional<double> units(const QJsonObject &reply, QStringView key) {
+    const auto text = readText(reply, key);
+    return text ? numberFromText(*text) : std::nullopt;
+}
+
+QString kusd(double amount) {
+    return QString::asprintf("%.2f kUSD", amount / 1'000'000);
+}
+
+std::optional<Vault> parse(const QJsonObject &reply) {
+    const auto balance = units(reply, u"balanceUnits");
+    const auto budget = units(reply, u"agentBudgetUnits");
+    if (!balance || !budget)
+        return std::nullopt;
+    if (!std::isfinite(*balance) || !std::isfinite(*budget))
+        return std::nullopt;
+    if (*balance < 0 || *budget < 0)
+        return std::nullopt;
+    // Anything but a JSON true, a missing key included, means the permission is off.
+    return Vault{kusd(*balance), kusd(*budget), readBool(reply, u"active").value_or(false)};
+}
+
+} // namespace
+
+VaultBalance::VaultBalance(QNetworkAccessManager *client, Service service, QObject *parent)
+    : QObject(parent)
+    , m_client(client)
+    , m_service(std::move(service))
+    , m_balance(dash)
+    , m_budget(dash)
+    , m_status(QStringLiteral("Loading on-chain balance…")) {
+}
+
+QCoro::Task<> VaultBalance::load() {
+    QPointer<VaultBalance> self(this);
+    std::optional<QJsonObject> reply;
+    if (m_client) {
+        reply = co_await readSnapshot(*m_client, m_service, QStringLiteral("/contest/status"),
+                                      m_inflight);
+    }
+    if (!self || m_inflight.closing())
+        co_return;
+
+    // Whatever was shown before is replaced, by new figures or by the unavailable state.
+    const auto vault = reply ? parse(*reply) : std::nullopt;
+    if (!vault) {
+        show(dash, dash, QStringLiteral("Balance unavailable. Refresh to retry."));
+        co_return;
+    }
+    show(vault->balance, vault->budget,
+         vault->active ? QStringLiteral("Permission enabled; expiry and limits still apply")
+                       : QStringLiteral("Permission revoked · agent cannot spend"));
+}
+
+QCoro::QmlTask VaultBalance::loadTask() {
+    return load();
+}
+
+void VaultBalance::show(const QString &balance, const QString &budget, const QString &status) {
+    // Every assignment notifies, in this order, even when the text stays the same.
+    m_balance = balance;
+    emit balanceChanged();
+    m_budget = budget;
+    emit budgetChanged();
+    m_status = status;
+    emit statusChanged();
+}

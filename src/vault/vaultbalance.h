@@ -1,0 +1,54 @@
+#pragma once
+
+#include "inflight.h"
+#include "service.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QtQml/qqmlregistration.h>
+
+#include <QCoroQmlTask>
+#include <QCoroTask>
+
+class QNetworkAccessManager;
+
+// The shared test vault: its balance, the agent's remaining budget and whether the agent may
+// spend, as the display texts the screens show.
+class VaultBalance : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("VaultBalance belongs to the Workspace")
+    Q_PROPERTY(QString balance READ balance NOTIFY balanceChanged)
+    Q_PROPERTY(QString budget READ budget NOTIFY budgetChanged)
+    Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+
+public:
+    // `client` is the shared HTTP client; it must outlive the store.
+    VaultBalance(QNetworkAccessManager *client, Service service, QObject *parent = nullptr);
+
+    const QString &balance() const { return m_balance; }
+    const QString &budget() const { return m_budget; }
+    const QString &status() const { return m_status; }
+
+    // Fetches the vault status once and replaces all three texts. Calls are not refused while
+    // another runs: each writes when its reply ends, so the one that ends last is shown.
+    QCoro::Task<> load();
+    // load() for the views; the task settles when that call returns.
+    Q_INVOKABLE QCoro::QmlTask loadTask();
+
+signals:
+    void balanceChanged();
+    void budgetChanged();
+    void statusChanged();
+
+private:
+    void show(const QString &balance, const QString &budget, const QString &status);
+
+    QPointer<QNetworkAccessManager> m_client;
+    Service m_service;
+    QString m_balance;
+    QString m_budget;
+    QString m_status;
+    Inflight m_inflight; // last: aborted first when the store goes away
+};
