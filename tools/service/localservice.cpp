@@ -18,6 +18,20 @@ QByteArray methodName(Method method) {
 const QString vaultBalanceUnits = QStringLiteral("25000000");
 const QString agentBudgetUnits = QStringLiteral("1500000");
 
+PortalView portalView(DeviceSignIns::State state) {
+    switch (state) {
+    case DeviceSignIns::State::Pending:
+        break;
+    case DeviceSignIns::State::Approved:
+        return PortalView::Approved;
+    case DeviceSignIns::State::Denied:
+        return PortalView::Denied;
+    case DeviceSignIns::State::Claimed:
+        return PortalView::Claimed;
+    }
+    return PortalView::Waiting;
+}
+
 } // namespace
 
 LocalService::LocalService(OwnerRecords records, std::chrono::milliseconds tokenLifetime,
@@ -182,10 +196,8 @@ LoopbackHttp::Answer LocalService::portal(const Call &call) {
     const auto state = m_signIns.state(call.tail, call.now);
     if (!state)
         return error(404, QStringLiteral("no such sign-in, or it has lapsed"));
-    const PortalView views[] = {PortalView::Waiting, PortalView::Approved, PortalView::Denied,
-                                PortalView::Claimed};
     return html(portalPage(call.tail, m_signIns.code(call.tail, call.now).value_or(QString()),
-                           views[int(*state)]));
+                           portalView(*state)));
 }
 
 LoopbackHttp::Answer LocalService::decide(const Call &call) {
