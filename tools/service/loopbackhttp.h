@@ -13,11 +13,9 @@
 
 // An HTTP server on the loopback interface that hands every request, whatever its path, to one
 // function. The local Kelvra service and the scriptable service of the tests both stand on it.
-class LoopbackHttp : public QAbstractHttpServer
-{
+class LoopbackHttp : public QAbstractHttpServer {
 public:
-    struct Answer
-    {
+    struct Answer {
         int status = 200;
         QByteArray body;
         QByteArray contentType = "application/json";
@@ -32,10 +30,17 @@ public:
     // "http://127.0.0.1:PORT"
     QString origin() const;
 
+    // Requests whose body is longer than `bytes` are refused with 413 and never served; 0, the
+    // default, takes any size. Qt's server has read the whole body by the time it is measured.
+    void setBodyLimit(qsizetype bytes) { m_bodyLimit = bytes; }
+
     static Answer json(const QJsonValue &value, int status = 200);
+    // {"error": message} with the status.
+    static Answer error(int status, const QString &message);
     static void send(QHttpServerResponder &&responder, const Answer &answer);
     // Sends the answer after `delay`, leaving the server free to serve others meanwhile.
-    void sendLater(QHttpServerResponder &&responder, Answer answer, std::chrono::milliseconds delay);
+    void sendLater(QHttpServerResponder &&responder, Answer answer,
+                   std::chrono::milliseconds delay);
 
 protected:
     virtual void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) = 0;
@@ -45,4 +50,5 @@ private:
     void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket) override;
 
     quint16 m_port = 0;
+    qsizetype m_bodyLimit = 0;
 };
