@@ -147,6 +147,8 @@ private slots:
         QTest::newRow("account refused after the right password, no retry")
             << app << "s3cret"
             << "elsewhere" << QStringList{"s3cret", "s3cret"} << false << 1 << true;
+        QTest::newRow("cancelled at the question") << app << "s3cret"
+                                                   << "" << QStringList{} << false << 1 << true;
         QTest::newRow("shown answer") << "owner-echo"
                                       << "s3cret"
                                       << "" << QStringList{"s3cret"} << true << 1 << false;
@@ -227,22 +229,6 @@ private slots:
         QCOMPARE(keyboard.questions.size(), seen.size());
         for (qsizetype i = 0; i < seen.size(); ++i)
             QCOMPARE(keyboard.questions.at(i).info, seen.at(i));
-    }
-
-    void cancelAtTheQuestion() {
-        allow(userName(), "s3cret", "kelvra-owner-auth");
-        PamOwnerAuthenticator authenticator(setup("kelvra-owner-auth"));
-        Keyboard keyboard(&authenticator, {});
-        Replies replies;
-        auto context = authenticator.context();
-        context->evaluate(reason, replies.reply());
-        QTRY_COMPARE_WITH_TIMEOUT(replies.count, 1, 10000);
-        QVERIFY(!replies.last);
-        QVERIFY(replies.onGuiThread);
-        QCOMPARE(keyboard.questions.size(), 1);
-        QVERIFY(!keyboard.prompt->open());
-        QTest::qWait(100);
-        QCOMPARE(replies.count, 1);
     }
 
     void cancelWhileTheStackWorks() {
