@@ -16,14 +16,14 @@
 
 namespace {
 
-std::optional<QString> currentUser() {
+std::optional<QByteArray> currentUser() {
     long size = sysconf(_SC_GETPW_R_SIZE_MAX);
     std::vector<char> buffer(std::size_t(size > 0 ? size : 16384));
     passwd entry{};
     passwd *found = nullptr;
     if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found)
         return std::nullopt;
-    return QString::fromLocal8Bit(found->pw_name);
+    return QByteArray(found->pw_name);
 }
 
 bool serviceInstalled(const PamOwnerAuthenticator::Setup &setup) {
@@ -36,7 +36,7 @@ bool serviceInstalled(const PamOwnerAuthenticator::Setup &setup) {
 
 // True for a usable password, false for none or a locked one, nothing when the status cannot
 // be read.
-std::optional<bool> passwordUsable(const QStringList &command, const QString &user) {
+std::optional<bool> passwordUsable(const QStringList &command, const QByteArray &user) {
     if (command.isEmpty())
         return std::nullopt;
     QProcess probe;
@@ -45,7 +45,7 @@ std::optional<bool> passwordUsable(const QStringList &command, const QString &us
     probe.setProcessEnvironment(environment);
     probe.setStandardInputFile(QProcess::nullDevice());
     probe.setStandardErrorFile(QProcess::nullDevice());
-    probe.start(command.first(), command.mid(1) << user);
+    probe.start(command.first(), command.mid(1) << QString::fromLocal8Bit(user));
     if (!probe.waitForFinished(3000)) {
         if (probe.state() != QProcess::NotRunning) {
             probe.kill();
@@ -56,7 +56,7 @@ std::optional<bool> passwordUsable(const QStringList &command, const QString &us
     if (probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
         return std::nullopt;
     const QList<QByteArray> fields = probe.readAllStandardOutput().simplified().split(' ');
-    if (fields.size() < 2 || QString::fromLocal8Bit(fields.at(0)) != user)
+    if (fields.size() < 2 || fields.at(0) != user)
         return std::nullopt;
     const QByteArray &status = fields.at(1);
     if (status == "P" || status == "PS")
@@ -81,7 +81,7 @@ public:
     }
 
     bool canEvaluate() override {
-        const std::optional<QString> user = currentUser();
+        const std::optional<QByteArray> user = currentUser();
         if (!user || !serviceInstalled(m_setup))
             return false;
         return passwordUsable(m_setup.passwordStatus, *user).value_or(true);
@@ -96,7 +96,7 @@ public:
         m_started = true;
         m_reason = reason;
         m_reply = std::move(reply);
-        const std::optional<QString> user = currentUser();
+        const std::optional<QByteArray> user = currentUser();
         if (!user) {
             finishLater(false);
             return;
