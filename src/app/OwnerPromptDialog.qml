@@ -1,0 +1,112 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra.Core
+
+// Lays out what an owner authentication asks. The OwnerPrompt decides everything; the typed
+// text goes to it once and the field is emptied at once. Nothing here keeps or shows it.
+Dialog {
+    id: dialog
+
+    required property OwnerPrompt prompt
+    readonly property bool asking: prompt !== null && prompt.open && !prompt.busy
+
+    function submit() {
+        if (!asking)
+            return
+        prompt.answer(field.text)
+        field.clear()
+    }
+
+    parent: Overlay.overlay
+    anchors.centerIn: parent
+    width: Math.min(parent ? parent.width - 48 : 360, 360)
+    modal: true
+    closePolicy: Popup.NoAutoClose
+    visible: prompt !== null && prompt.open
+    onOpened: field.forceActiveFocus()
+    onVisibleChanged: if (!visible) field.clear()
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 12
+
+        Label {
+            objectName: "reason"
+            Layout.fillWidth: true
+            text: dialog.prompt ? dialog.prompt.reason : ""
+            wrapMode: Text.Wrap
+            font.pixelSize: 20
+            font.weight: Font.Medium
+        }
+
+        Label {
+            objectName: "message"
+            Layout.fillWidth: true
+            text: dialog.prompt ? dialog.prompt.message : ""
+            visible: text.length > 0
+            wrapMode: Text.Wrap
+        }
+
+        TextField {
+            id: field
+
+            readonly property bool hidden: !dialog.prompt || dialog.prompt.secret
+
+            objectName: "answer"
+            Layout.fillWidth: true
+            enabled: dialog.asking
+            echoMode: hidden ? TextInput.Password : TextInput.Normal
+            inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
+                              | (hidden ? Qt.ImhHiddenText : 0)
+            Accessible.name: dialog.prompt ? dialog.prompt.message : ""
+            onAccepted: dialog.submit()
+            onEnabledChanged: if (enabled && dialog.opened) forceActiveFocus()
+            // Undo and redo replay what was typed and deleted; a secret keeps no history.
+            Keys.onPressed: event => {
+                if (event.matches(StandardKey.Undo) || event.matches(StandardKey.Redo))
+                    event.accepted = true
+            }
+            Keys.onEscapePressed: if (dialog.prompt) dialog.prompt.cancel()
+        }
+
+        Repeater {
+            model: dialog.prompt ? dialog.prompt.info : []
+
+            Label {
+                required property string modelData
+
+                Layout.fillWidth: true
+                text: modelData
+                wrapMode: Text.Wrap
+                font.italic: true
+            }
+        }
+
+        BusyIndicator {
+            objectName: "busy"
+            Layout.alignment: Qt.AlignHCenter
+            running: dialog.prompt !== null && dialog.prompt.busy
+            visible: running
+        }
+    }
+
+    // Action roles: the box must not close the dialog itself, the prompt's end does.
+    footer: DialogButtonBox {
+        Button {
+            objectName: "cancel"
+            text: "Cancel"
+            flat: true
+            DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
+            onClicked: if (dialog.prompt) dialog.prompt.cancel()
+        }
+        Button {
+            objectName: "ok"
+            text: "OK"
+            flat: true
+            enabled: dialog.asking
+            DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
+            onClicked: dialog.submit()
+        }
+    }
+}

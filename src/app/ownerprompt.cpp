@@ -1,0 +1,70 @@
+#include "ownerprompt.h"
+
+#include <utility>
+
+OwnerPrompt::OwnerPrompt(const QString &reason, std::function<void(SecretBuffer)> answered,
+                         std::function<void()> cancelled, QObject *parent)
+    : QObject(parent)
+    , m_reason(reason)
+    , m_answered(std::move(answered))
+    , m_cancelled(std::move(cancelled)) {
+}
+
+void OwnerPrompt::answer(const QString &text) {
+    if (!m_open || m_busy)
+        return;
+    SecretBuffer secret(text);
+    setBusy(true);
+    // Hints and errors belong to the answer before; the next round brings its own.
+    if (!m_info.isEmpty()) {
+        m_info.clear();
+        emit infoChanged();
+    }
+    if (m_answered)
+        m_answered(std::move(secret));
+}
+
+void OwnerPrompt::cancel() {
+    if (!m_open)
+        return;
+    close();
+    // Last: the handler may end this prompt's authentication and with it the prompt.
+    if (m_cancelled)
+        m_cancelled();
+}
+
+void OwnerPrompt::ask(const QString &message, bool secret) {
+    if (!m_open)
+        return;
+    if (m_message != message) {
+        m_message = message;
+        emit messageChanged();
+    }
+    if (m_secret != secret) {
+        m_secret = secret;
+        emit secretChanged();
+    }
+    setBusy(false);
+}
+
+void OwnerPrompt::tell(const QString &line) {
+    if (!m_open)
+        return;
+    m_info.append(line);
+    emit infoChanged();
+}
+
+void OwnerPrompt::close() {
+    if (!m_open)
+        return;
+    m_open = false;
+    setBusy(false);
+    emit openChanged();
+}
+
+void OwnerPrompt::setBusy(bool busy) {
+    if (m_busy == busy)
+        return;
+    m_busy = busy;
+    emit busyChanged();
+}
