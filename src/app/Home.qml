@@ -111,6 +111,7 @@ Page {
             Repeater {
                 model: quotes
                 QuoteRow {
+                    objectName: "homeQuoteRow"
                     Layout.fillWidth: true
                 }
             }

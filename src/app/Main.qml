@@ -80,6 +80,14 @@ ApplicationWindow {
         }
     }
 
+    // The device-owner authentication asks here when it needs the user.
+    Loader {
+        active: window.workspace.prompt !== null
+        sourceComponent: OwnerPromptDialog {
+            prompt: window.workspace.prompt
+        }
+    }
+
     Dialog {
         id: alert
         objectName: "alert"

@@ -2,6 +2,7 @@
 
 #include "markets.h"
 #include "ownerauthenticator.h"
+#include "ownerprompt.h"
 #include "ownersession.h"
 #include "tradescreen.h"
 #include "urlopener.h"
@@ -27,6 +28,8 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     if (m_platform.authenticator) {
         connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this, [this](OwnerPrompt *prompt) {
             m_prompt = prompt;
+            // The prompt belongs to its authentication and goes with it.
+            connect(prompt, &QObject::destroyed, this, &Workspace::promptChanged);
             emit promptChanged();
         });
     }

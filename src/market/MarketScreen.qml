@@ -58,6 +58,7 @@ Page {
         boundsBehavior: Flickable.DragOverBounds
         model: quotes
         delegate: QuoteRow {
+            objectName: "quoteRow"
             width: ListView.view.width
         }
         footer: ColumnLayout {
