@@ -42,15 +42,15 @@ OwnerClient::OwnerClient(Service service)
 
 OwnerClient::~OwnerClient() = default;
 
-QNetworkAccessManager &OwnerClient::manager() {
+std::shared_ptr<QNetworkAccessManager> OwnerClient::manager() {
     if (!m_manager) {
-        m_manager = std::make_unique<QNetworkAccessManager>();
+        m_manager = std::make_shared<QNetworkAccessManager>();
         // NoRedirect: a 3xx answer is final and is refused for its status, so the bearer token
         // never follows a redirect anywhere, the service's own origin included. A fresh manager
         // has no disk cache and keeps its cookie jar in memory.
         m_manager->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
     }
-    return *m_manager;
+    return m_manager;
 }
 
 QCoro::Task<RequestResult> OwnerClient::send(QString path, std::optional<Fields> body,
@@ -72,9 +72,11 @@ QCoro::Task<RequestResult> OwnerClient::send(QString path, std::optional<Fields>
     if (!token.isEmpty())
         request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
 
-    QNetworkAccessManager &client = manager();
+    // The request keeps the manager, and with it the reply, alive to its end: after an abort
+    // QCoro resumes the waiting coroutine from the event loop, when this client may be gone.
+    const std::shared_ptr<QNetworkAccessManager> client = manager();
     const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(
-        body ? client.post(request, payload) : client.get(request),
+        body ? client->post(request, payload) : client->get(request),
         [](QNetworkReply *r) { r->deleteLater(); });
     m_inflight.add(reply.get());
     const Received received = co_await receive(reply.get(), ownerReplyLimit);

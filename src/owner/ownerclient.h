@@ -61,9 +61,9 @@ public:
     const Service &service() const { return m_service; }
 
 private:
-    QNetworkAccessManager &manager();
+    std::shared_ptr<QNetworkAccessManager> manager();
 
     Service m_service;
-    std::unique_ptr<QNetworkAccessManager> m_manager;
+    std::shared_ptr<QNetworkAccessManager> m_manager;
     Inflight m_inflight; // last: aborted before the manager goes
 };
