@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import Kelvra
 import Kelvra.Core
 
 // The Account tab: the owner session, the wallet and payment history while connected, the
@@ -53,7 +54,7 @@ Page {
                     Layout.fillWidth: true
                     text: root.session.status
                     font.pixelSize: Style.body
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
                 Label {
                     objectName: "matchCode"
@@ -84,7 +85,7 @@ Page {
                     text: "Read-only account and history access. Payments require the passkey portal. Session ends with browser logout or expiry; restarting the app clears access."
                     font.pixelSize: Style.footnote
                     color: Style.secondary
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
             }
 
@@ -111,7 +112,7 @@ Page {
                     text: "Personal owner-wallet balance, separate from the agent vault. Test assets only."
                     font.pixelSize: Style.footnote
                     color: Style.secondary
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
             }
 
@@ -134,7 +135,7 @@ Page {
                     visible: root.session.proof.length > 0
                     text: root.session.proof
                     font.pixelSize: Style.body
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
             }
 
@@ -157,14 +158,14 @@ Page {
                     Layout.fillWidth: true
                     text: root.workspace.balance.status
                     font.pixelSize: Style.body
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
                 Label {
                     Layout.fillWidth: true
                     text: "Shared competition vault, not your wallet balance."
                     font.pixelSize: Style.footnote
                     color: Style.secondary
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
                 AccentButton {
                     objectName: "refreshVault"

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Kelvra
 import Kelvra.Core
 
 // One payment of the history.
@@ -62,6 +63,6 @@ ColumnLayout {
         text: root.reason
         font.pixelSize: Style.footnote
         color: Style.secondary
-        wrapMode: Text.WordWrap
+        wrapMode: Text.Wrap
     }
 }

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import Kelvra
 import Kelvra.Core
 
 // The Home tab: the vault card with its shortcuts, the market watch and the competition link.
@@ -76,7 +77,7 @@ Page {
                         text: root.workspace.balance.status
                         font.pixelSize: Style.subheadline
                         color: "white"
-                        wrapMode: Text.WordWrap
+                        wrapMode: Text.Wrap
                     }
                     RowLayout {
                         spacing: 8
@@ -121,7 +122,7 @@ Page {
                 text: root.workspace.market.status
                 font.pixelSize: Style.caption
                 color: Style.secondary
-                wrapMode: Text.WordWrap
+                wrapMode: Text.Wrap
             }
             Link {
                 objectName: "competitionLink"
@@ -133,7 +134,7 @@ Page {
                 text: "Market information is read-only. Trade lab is a simulation."
                 font.pixelSize: Style.footnote
                 color: Style.secondary
-                wrapMode: Text.WordWrap
+                wrapMode: Text.Wrap
             }
         }
     }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Kelvra
 import Kelvra.Core
 
 // Accent-coloured text that opens a web page when activated.

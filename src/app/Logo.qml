@@ -10,7 +10,7 @@ Item {
 
     Image {
         anchors.fill: parent
-        source: "qrc:/Kelvra/app/logo.png"
+        source: "qrc:/Kelvra/logo.png"
         fillMode: Image.PreserveAspectFit
         horizontalAlignment: Image.AlignHCenter
         verticalAlignment: Image.AlignVCenter

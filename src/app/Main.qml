@@ -69,7 +69,7 @@ ApplicationWindow {
                 required property var modelData
                 objectName: "tab" + modelData.title
                 text: modelData.title
-                icon.source: "qrc:/Kelvra/app/icons/" + modelData.icon + ".svg"
+                icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
                 display: AbstractButton.TextUnderIcon
                 font.capitalization: Font.MixedCase
                 font.pixelSize: Style.caption
@@ -105,7 +105,7 @@ ApplicationWindow {
             objectName: "alertText"
             width: parent.width
             text: window.workspace.message
-            wrapMode: Text.WordWrap
+            wrapMode: Text.Wrap
             Accessible.role: Accessible.AlertMessage
         }
         footer: DialogButtonBox {

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import Kelvra
 import Kelvra.Core
 
 // The first screen: a guest path straight in, and the owner path through the unlock gate.
@@ -28,19 +29,19 @@ Page {
             font.pixelSize: 44
             font.bold: true
             color: Brand.navy
-            wrapMode: Text.WordWrap
+            wrapMode: Text.Wrap
         }
         Label {
             Layout.fillWidth: true
             text: "Explore markets and paper trades. Sign in with a passkey to manage agent payments."
             font.pixelSize: Style.title3
             color: Style.secondary
-            wrapMode: Text.WordWrap
+            wrapMode: Text.Wrap
         }
         RowLayout {
             spacing: 8
             Image {
-                source: "qrc:/Kelvra/app/icons/shield.svg"
+                source: "qrc:/Kelvra/icons/shield.svg"
                 sourceSize: Qt.size(18, 18)
                 Accessible.ignored: true
             }
@@ -69,8 +70,11 @@ Page {
             Layout.preferredHeight: 56
             text: "Owner sign-in"
             flat: true
-            Material.background: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, 0.14)
             Material.foreground: Brand.teal
+            background: Rectangle {
+                radius: 4
+                color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+            }
             font.pixelSize: Style.headline
             font.capitalization: Font.MixedCase
             onClicked: root.workspace.unlock()

@@ -36,7 +36,7 @@ int main(int argc, char *argv[])
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
         Qt::QueuedConnection);
-    engine.load(QUrl(QStringLiteral("qrc:/Kelvra/app/Main.qml")));
+    engine.load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return 1;
     return QGuiApplication::exec();

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Kelvra
 import Kelvra.Core
 
 // The Markets tab: the searchable quote list, the store's status line and the disclaimer;
@@ -72,14 +73,14 @@ Page {
                 Layout.fillWidth: true
                 text: root.market.status
                 font.pixelSize: Style.caption
-                wrapMode: Text.WordWrap
+                wrapMode: Text.Wrap
             }
             Label {
                 Layout.fillWidth: true
                 text: "Source prices are reference snapshots, not executable swap quotes."
                 font.pixelSize: Style.footnote
                 color: Style.secondary
-                wrapMode: Text.WordWrap
+                wrapMode: Text.Wrap
             }
         }
     }

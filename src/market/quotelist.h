@@ -7,7 +7,7 @@
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
-class Markets;
+#include "markets.h"
 
 // The rows a market list shows: the store's quotes that pass the search, in the store's order,
 // each with its display texts. Rows are positional, so two quotes of one pair are two rows.

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import Kelvra
 import Kelvra.Core
 
 // The Trade tab: one scrolling form over the trade lab's state. Nothing here computes; the
@@ -20,7 +21,7 @@ Page {
         property alias label: caption.text
         property alias placeholder: input.placeholderText
         property alias text: input.text
-        property alias input: input
+        property alias inputName: input.objectName
         signal edited(string text)
 
         Layout.fillWidth: true
@@ -75,7 +76,7 @@ Page {
                     text: "No funds move. Fee and slippage below are your assumptions, not exchange rates."
                     font.pixelSize: Style.footnote
                     color: Style.secondary
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
             }
 
@@ -131,14 +132,14 @@ Page {
                         model: root.trade.assetOptions
                         textRole: "name"
                         valueRole: "value"
-                        currentIndex: indexOfValue(root.trade.asset)
+                        currentIndex: root.trade.assetOptions.findIndex(option => option.value === root.trade.asset)
                         onActivated: root.trade.asset = currentValue
                         Accessible.name: "Asset"
                     }
                 }
                 Field {
                     objectName: "sizeRow"
-                    input.objectName: "size"
+                    inputName: "size"
                     label: "Size (USD)"
                     placeholder: "100"
                     text: root.trade.size
@@ -196,14 +197,14 @@ Page {
             Section {
                 title: "Assumptions"
                 Field {
-                    input.objectName: "fee"
+                    inputName: "fee"
                     label: "Fee (%)"
                     placeholder: "0.1"
                     text: root.trade.fee
                     onEdited: text => root.trade.fee = text
                 }
                 Field {
-                    input.objectName: "slippage"
+                    inputName: "slippage"
                     label: "Slippage (%)"
                     placeholder: "0.5"
                     text: root.trade.slippage
@@ -223,7 +224,7 @@ Page {
                     Layout.fillWidth: true
                     text: root.trade.preview
                     font.pixelSize: Style.body
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
             }
 
@@ -233,7 +234,7 @@ Page {
                     text: "A bid/ask snapshot is not a guaranteed execution price. Agent payments are a separate permission-controlled feature."
                     font.pixelSize: Style.footnote
                     color: Style.secondary
-                    wrapMode: Text.WordWrap
+                    wrapMode: Text.Wrap
                 }
             }
         }

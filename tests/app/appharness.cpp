@@ -46,7 +46,7 @@ bool AppHarness::show()
 {
     engine = std::make_unique<QQmlApplicationEngine>();
     engine->setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(workspace.get())}});
-    engine->load(QUrl(QStringLiteral("qrc:/Kelvra/app/Main.qml")));
+    engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
     if (engine->rootObjects().isEmpty())
         return false;
     return QTest::qWaitForWindowExposed(window());
@@ -78,10 +78,10 @@ bool AppHarness::click(QQuickItem *item)
         return false;
     if (QQuickItem *flickable = flickableAround(item)) {
         // Bring the item to the middle of the viewport.
-        const QPointF inContent = item->mapToItem(flickable->property("contentItem").value<QQuickItem *>(),
-                                                  QPointF(0, item->height() / 2));
+        const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
+        const qreal contentY = flickable->property("contentY").toReal();
         const qreal maxY = std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
-        flickable->setProperty("contentY", std::clamp(inContent.y() - flickable->height() / 2, 0.0, maxY));
+        flickable->setProperty("contentY", std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
         QTest::qWait(20);
     }
     const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
@@ -94,8 +94,11 @@ bool AppHarness::type(const QString &objectName, const QString &text)
     QQuickItem *field = item(objectName);
     if (!field || !click(field))
         return false;
-    field->setProperty("text", QString());
-    QTest::keyClicks(window(), text);
+    // Select everything and delete it, as a user clears a field.
+    QTest::keyClick(window(), Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(window(), Qt::Key_Backspace);
+    for (const QChar c : text)
+        QTest::keyClick(window(), c.toLatin1());
     return field->property("text").toString() == text;
 }
 

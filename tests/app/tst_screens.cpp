@@ -9,6 +9,7 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QQuickStyle>
+#include <QFontInfo>
 #include <QTest>
 
 using namespace std::chrono_literals;
