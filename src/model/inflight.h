@@ -5,9 +5,10 @@
 
 class QNetworkReply;
 
-// The replies a store is waiting for. A store that goes away while a request is in flight would
-// leave its operation suspended for ever; aborting the replies lets every operation run to its
-// end, and `closing` tells it to touch nothing of the store on the way out.
+// The replies a store is waiting for. When the store goes away its requests are aborted, so the
+// service sees them end and no reply outlives its use. QCoro resumes the suspended operations
+// afterwards, from the event loop; they find the store gone (their QPointer to it is null) and
+// touch nothing of it.
 class Inflight
 {
 public:

@@ -1,6 +1,7 @@
 #include "received.h"
 
 #include <QCoroNetworkReply>
+#include <QPointer>
 
 namespace {
 
@@ -27,9 +28,12 @@ bool append(Received &received, const QByteArray &chunk, qsizetype limit)
 
 } // namespace
 
-QCoro::Task<Received> receive(QNetworkReply *reply, qsizetype limit)
+QCoro::Task<Received> receive(QNetworkReply *sent, qsizetype limit)
 {
     Received received;
+    // The reply belongs to its manager, which may go away while we wait (the window closes);
+    // QCoro still resumes us then, later, so the reply is only touched while it exists.
+    const QPointer<QNetworkReply> reply(sent);
     // Keeps Qt's own buffer small, so that the limit bounds what is held in memory.
     reply->setReadBufferSize(64 * 1024);
 
@@ -37,7 +41,12 @@ QCoro::Task<Received> receive(QNetworkReply *reply, qsizetype limit)
     while (within && reply->isRunning()) {
         // Wakes on new data and on the end of the reply, whichever comes first.
         if (reply->bytesAvailable() == 0)
-            co_await qCoro(reply).waitForReadyRead(std::chrono::milliseconds{-1});
+            co_await qCoro(reply.get()).waitForReadyRead(std::chrono::milliseconds{-1});
+        if (!reply) {
+            received.transportFailed = true;
+            received.error = QNetworkReply::OperationCanceledError;
+            co_return received;
+        }
         // A time-out or an abort closes the reply; reading it then would only warn.
         if (!reply->isOpen())
             break;

@@ -1,18 +1,30 @@
 #include "regionformat.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 
-QString shortTime(const QDateTime &instant)
+namespace {
+
+// Some regions' short forms (the C locale's among them) carry seconds; these texts never do.
+QString withoutSeconds(QString format)
 {
-    return QLocale::system().toString(instant.toLocalTime().time(), QLocale::ShortFormat);
+    static const QRegularExpression seconds(QStringLiteral("[.:]?s+"));
+    return format.remove(seconds);
 }
 
-QString usd(double amount)
+} // namespace
+
+QString shortTime(const QDateTime &instant, const QLocale &locale)
 {
-    return QLocale::system().toCurrencyString(amount, QStringLiteral("$"), 2);
+    return locale.toString(instant.toLocalTime().time(), withoutSeconds(locale.timeFormat(QLocale::ShortFormat)));
 }
 
-QString shortDateTime(const QDateTime &instant)
+QString usd(double amount, const QLocale &locale)
 {
-    return QLocale::system().toString(instant.toLocalTime(), QLocale::ShortFormat);
+    return locale.toCurrencyString(amount, QStringLiteral("$"), 2);
+}
+
+QString shortDateTime(const QDateTime &instant, const QLocale &locale)
+{
+    return locale.toString(instant.toLocalTime(), withoutSeconds(locale.dateTimeFormat(QLocale::ShortFormat)));
 }

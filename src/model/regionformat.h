@@ -1,13 +1,14 @@
 #pragma once
 
 #include <QDateTime>
+#include <QLocale>
 #include <QString>
 
 // The few values that follow the user's region settings (QLocale::system()).
 
 // A time of day in the short style, hours and minutes only: 14:05, or 2:05 PM.
-QString shortTime(const QDateTime &instant);
+QString shortTime(const QDateTime &instant, const QLocale &locale = QLocale::system());
 // A US-dollar amount with the region's sign position, grouping and two fraction digits.
-QString usd(double amount);
+QString usd(double amount, const QLocale &locale = QLocale::system());
 // A date and time in the region's short numeric form, in the local time zone.
-QString shortDateTime(const QDateTime &instant);
+QString shortDateTime(const QDateTime &instant, const QLocale &locale = QLocale::system());

@@ -5,7 +5,7 @@
 
 #include <QJsonDocument>
 
-#include <memory>
+#include <QPointer>
 
 QCoro::Task<std::optional<QJsonObject>> readSnapshot(QNetworkAccessManager &client, Service service,
                                                      QString path, Inflight &inflight)
@@ -14,10 +14,12 @@ QCoro::Task<std::optional<QJsonObject>> readSnapshot(QNetworkAccessManager &clie
     if (!url)
         co_return std::nullopt;
 
-    const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(
-        client.get(service.request(*url)), [](QNetworkReply *r) { r->deleteLater(); });
-    inflight.add(reply.get());
-    const Received received = co_await receive(reply.get(), snapshotLimit);
+    QNetworkReply *reply = client.get(service.request(*url));
+    const QPointer<QNetworkReply> alive(reply);
+    inflight.add(reply);
+    const Received received = co_await receive(reply, snapshotLimit);
+    if (alive)
+        alive->deleteLater();
 
     if (received.overflow || received.transportFailed || received.status != 200)
         co_return std::nullopt;

@@ -1,0 +1,26 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// A borderless button in the accent colour, as a list row shows it; red when destructive.
+Button {
+    id: root
+    property bool destructive: false
+
+    Layout.fillWidth: true
+    flat: true
+    leftPadding: 0
+    font.pixelSize: Style.body
+    font.capitalization: Font.MixedCase
+    contentItem: Label {
+        text: root.text
+        font: root.font
+        color: root.destructive ? Style.red : Brand.teal
+        horizontalAlignment: Text.AlignLeft
+        verticalAlignment: Text.AlignVCenter
+    }
+    Accessible.name: text
+    Accessible.onPressAction: clicked()
+}

@@ -1,0 +1,68 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// One payment of the history.
+ColumnLayout {
+    id: root
+    required property int index
+    required property string headline
+    required property string recipient
+    required property string date
+    required property bool hasHash
+    required property url explorer
+    required property string paymentId
+    required property bool hasReason
+    required property string reason
+    signal explore(url url)
+    signal verify(string id)
+
+    spacing: 8
+
+    Rectangle {
+        visible: root.index > 0
+        Layout.fillWidth: true
+        implicitHeight: 1
+        color: Style.separator
+    }
+    Label {
+        objectName: "headline"
+        text: root.headline
+        font.pixelSize: Style.headline
+        font.weight: Font.DemiBold
+    }
+    SelectableText {
+        objectName: "recipient"
+        text: root.recipient
+    }
+    Label {
+        objectName: "date"
+        text: root.date
+        font.pixelSize: Style.caption
+        color: Style.secondary
+    }
+    Link {
+        objectName: "explorerLink"
+        visible: root.hasHash
+        enabled: root.explorer.toString().length > 0
+        text: "View on explorer"
+        onActivated: root.explore(root.explorer)
+    }
+    AccentButton {
+        objectName: "verify"
+        visible: root.hasHash
+        text: "Verify original intent"
+        onClicked: root.verify(root.paymentId)
+    }
+    Label {
+        objectName: "reason"
+        Layout.fillWidth: true
+        visible: root.hasReason
+        text: root.reason
+        font.pixelSize: Style.footnote
+        color: Style.secondary
+        wrapMode: Text.Wrap
+    }
+}

@@ -1,0 +1,20 @@
+import QtQuick
+
+// The brand image fitted into a fixed 170 x 60 frame; the frame keeps its size when the image
+// is missing, so nothing below it moves.
+Item {
+    implicitWidth: 170
+    implicitHeight: 60
+    Accessible.role: Accessible.Graphic
+    Accessible.name: "Kelvra"
+
+    Image {
+        anchors.fill: parent
+        source: "qrc:/Kelvra/logo.png"
+        fillMode: Image.PreserveAspectFit
+        horizontalAlignment: Image.AlignHCenter
+        verticalAlignment: Image.AlignVCenter
+        smooth: true
+        mipmap: true
+    }
+}

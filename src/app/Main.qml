@@ -1,0 +1,122 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// The one window: the welcome screen until the user enters, then four tabs; the alert over both.
+ApplicationWindow {
+    id: window
+    required property Workspace workspace
+
+    width: 390
+    height: 844
+    minimumWidth: 320
+    minimumHeight: 480
+    visible: true
+    title: "Kelvra"
+    Material.theme: Material.Light
+    Material.accent: Brand.teal
+    Material.primary: Brand.navy
+
+    Component.onCompleted: workspace.appeared()
+
+    Welcome {
+        anchors.fill: parent
+        visible: !window.workspace.entered
+        workspace: window.workspace
+    }
+
+    StackLayout {
+        id: tabs
+        objectName: "tabs"
+        anchors.fill: parent
+        visible: window.workspace.entered
+        currentIndex: window.workspace.selectedTab
+
+        Home {
+            workspace: window.workspace
+        }
+        MarketScreen {
+            market: window.workspace.market
+        }
+        TradeLab {
+            trade: window.workspace.trade
+            market: window.workspace.market
+        }
+        Account {
+            workspace: window.workspace
+        }
+    }
+
+    footer: TabBar {
+        id: tabBar
+        objectName: "tabBar"
+        visible: window.workspace.entered
+        currentIndex: window.workspace.selectedTab
+        onCurrentIndexChanged: window.workspace.selectedTab = currentIndex
+        Material.background: "white"
+
+        Repeater {
+            model: [
+                { title: "Home", icon: "house" },
+                { title: "Markets", icon: "chart" },
+                { title: "Trade", icon: "arrows" },
+                { title: "Account", icon: "person" }
+            ]
+            TabButton {
+                required property var modelData
+                objectName: "tab" + modelData.title
+                text: modelData.title
+                icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
+                display: AbstractButton.TextUnderIcon
+                font.capitalization: Font.MixedCase
+                font.pixelSize: Style.caption
+                Accessible.name: modelData.title
+                Accessible.role: Accessible.PageTab
+                Accessible.onPressAction: clicked()
+            }
+        }
+    }
+
+    // The device-owner authentication asks here when it needs the user.
+    Loader {
+        active: window.workspace.prompt !== null
+        sourceComponent: OwnerPromptDialog {
+            prompt: window.workspace.prompt
+        }
+    }
+
+    Dialog {
+        id: alert
+        objectName: "alert"
+        parent: Overlay.overlay
+        anchors.centerIn: parent
+        width: Math.min(parent.width - 48, 320)
+        modal: true
+        title: "Kelvra"
+        visible: window.workspace.message.length > 0
+        closePolicy: Popup.CloseOnEscape
+        // However the alert goes away, the message is cleared.
+        onClosed: window.workspace.message = ""
+
+        Label {
+            objectName: "alertText"
+            width: parent.width
+            text: window.workspace.message
+            wrapMode: Text.Wrap
+            Accessible.role: Accessible.AlertMessage
+        }
+        footer: DialogButtonBox {
+            Button {
+                objectName: "alertOk"
+                text: "OK"
+                flat: true
+                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+                Accessible.onPressAction: clicked()
+            }
+        }
+        onAccepted: window.workspace.message = ""
+    }
+}

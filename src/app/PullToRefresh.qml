@@ -1,0 +1,38 @@
+import QtQuick
+import QtQuick.Controls
+
+// Pull a Flickable down past its top to run `action`, a function returning a task; the
+// indicator stays until that task settles.
+Item {
+    id: root
+    required property Flickable flickable
+    property var action
+    property bool refreshing: false
+    readonly property real pull: Math.max(0, -flickable.verticalOvershoot)
+
+    anchors.horizontalCenter: parent ? parent.horizontalCenter : undefined
+    y: flickable.y + Math.min(pull, 64) - 8
+    width: 36
+    height: 36
+    z: 10
+    visible: refreshing || pull > 8
+
+    function refresh() {
+        if (refreshing)
+            return
+        refreshing = true
+        root.action().then(function () { root.refreshing = false })
+    }
+
+    BusyIndicator {
+        anchors.fill: parent
+        running: root.visible
+    }
+    Connections {
+        target: root.flickable
+        function onDragEnded() {
+            if (root.pull > 64)
+                root.refresh()
+        }
+    }
+}

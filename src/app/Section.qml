@@ -1,0 +1,37 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// A group of rows on a white card, with an optional header above it.
+ColumnLayout {
+    id: root
+    property string title
+    default property alias rows: body.data
+
+    Layout.fillWidth: true
+    spacing: 6
+
+    Label {
+        visible: root.title.length > 0
+        text: root.title.toUpperCase()
+        font.pixelSize: Style.caption
+        color: Style.secondary
+        leftPadding: 16
+        Accessible.role: Accessible.Heading
+    }
+    Rectangle {
+        Layout.fillWidth: true
+        implicitHeight: body.implicitHeight + 20
+        radius: 12
+        color: Style.card
+
+        ColumnLayout {
+            id: body
+            anchors.fill: parent
+            anchors.margins: 10
+            anchors.leftMargin: 16
+            anchors.rightMargin: 16
+            spacing: 10
+        }
+    }
+}

@@ -1,0 +1,91 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// The first screen: a guest path straight in, and the owner path through the unlock gate.
+Page {
+    id: root
+    required property Workspace workspace
+
+    background: Rectangle {
+        color: "white"
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 28
+        spacing: 24
+
+        Logo {}
+        Item {
+            Layout.fillHeight: true
+        }
+        Label {
+            Layout.fillWidth: true
+            text: "Your agent.\nYour limits."
+            font.pixelSize: 44
+            font.bold: true
+            color: Brand.navy
+            wrapMode: Text.Wrap
+        }
+        Label {
+            Layout.fillWidth: true
+            text: "Explore markets and paper trades. Sign in with a passkey to manage agent payments."
+            font.pixelSize: Style.title3
+            color: Style.secondary
+            wrapMode: Text.Wrap
+        }
+        RowLayout {
+            spacing: 8
+            Image {
+                source: "qrc:/Kelvra/icons/shield.svg"
+                sourceSize: Qt.size(18, 18)
+                Accessible.ignored: true
+            }
+            Label {
+                text: "Ethereum Sepolia · test assets only"
+                font.pixelSize: Style.subheadline
+            }
+        }
+        Item {
+            Layout.fillHeight: true
+        }
+        Button {
+            objectName: "exploreButton"
+            Layout.fillWidth: true
+            Layout.preferredHeight: 56
+            text: "Explore public demo"
+            highlighted: true
+            font.pixelSize: Style.headline
+            font.capitalization: Font.MixedCase
+            onClicked: root.workspace.entered = true
+            Accessible.onPressAction: clicked()
+        }
+        Button {
+            objectName: "ownerButton"
+            Layout.fillWidth: true
+            Layout.preferredHeight: 56
+            text: "Owner sign-in"
+            flat: true
+            Material.foreground: Brand.teal
+            background: Rectangle {
+                radius: 4
+                color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+            }
+            font.pixelSize: Style.headline
+            font.capitalization: Font.MixedCase
+            onClicked: root.workspace.unlock()
+            Accessible.onPressAction: clicked()
+        }
+        Label {
+            Layout.fillWidth: true
+            text: "Made by the Kelvra team"
+            font.pixelSize: Style.caption
+            color: Style.secondary
+            horizontalAlignment: Text.AlignHCenter
+        }
+    }
+}

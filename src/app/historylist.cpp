@@ -1,0 +1,101 @@
+#include "historylist.h"
+
+#include "json.h"
+#include "ownersession.h"
+#include "regionformat.h"
+#include "stamp.h"
+
+namespace {
+
+const QString explorer = QStringLiteral("https://sepolia.etherscan.io");
+
+} // namespace
+
+HistoryList::HistoryList(QObject *parent)
+    : QAbstractListModel(parent)
+{
+}
+
+void HistoryList::setSession(OwnerSession *session)
+{
+    if (m_session == session)
+        return;
+    if (m_session)
+        disconnect(m_session, nullptr, this, nullptr);
+    m_session = session;
+    if (m_session)
+        connect(m_session, &OwnerSession::historyChanged, this, &HistoryList::rebuild);
+    rebuild();
+    emit sessionChanged();
+}
+
+int HistoryList::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : count();
+}
+
+QVariant HistoryList::data(const QModelIndex &index, int role) const
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+        return {};
+    const QJsonObject row = m_rows.at(index.row()).toObject();
+    const std::optional<QString> hash = readText(row, u"hash");
+    switch (role) {
+    case HeadlineRole:
+        return headline(row);
+    case RecipientRole:
+        return readText(row, u"recipient").value_or(QString());
+    case DateRole:
+        return dateLine(row);
+    case HasHashRole:
+        return hash.has_value();
+    case ExplorerRole:
+        return hash ? explorerUrl(*hash).value_or(QUrl()) : QUrl();
+    case PaymentIdRole:
+        return readText(row, u"id").value_or(QString());
+    case HasReasonRole:
+        return readText(row, u"reason").has_value();
+    case ReasonRole:
+        return readText(row, u"reason").value_or(QString());
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> HistoryList::roleNames() const
+{
+    return {{HeadlineRole, "headline"},   {RecipientRole, "recipient"}, {DateRole, "date"},
+            {HasHashRole, "hasHash"},     {ExplorerRole, "explorer"},   {PaymentIdRole, "paymentId"},
+            {HasReasonRole, "hasReason"}, {ReasonRole, "reason"}};
+}
+
+QString HistoryList::headline(const QJsonObject &row)
+{
+    return readText(row, u"amount").value_or(QStringLiteral("—")) + QStringLiteral(" kUSD · ")
+         + readText(row, u"state").value_or(QStringLiteral("Unknown"));
+}
+
+QString HistoryList::dateLine(const QJsonObject &row)
+{
+    if (const auto instant = stamp(readText(row, u"created").value_or(QString())))
+        return shortDateTime(*instant);
+    return QStringLiteral("Date unavailable");
+}
+
+std::optional<QUrl> HistoryList::explorerUrl(const QString &hash)
+{
+    const QUrl url(explorer + QStringLiteral("/tx/") + hash, QUrl::StrictMode);
+    if (!url.isValid())
+        return std::nullopt;
+    return url;
+}
+
+void HistoryList::rebuild()
+{
+    const qsizetype before = m_rows.size();
+    beginResetModel();
+    m_rows = m_session ? m_session->history() : QJsonArray{};
+    endResetModel();
+    if (m_rows.size() != before)
+        emit countChanged();
+}

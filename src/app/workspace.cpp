@@ -1,0 +1,157 @@
+#include "workspace.h"
+
+#include "markets.h"
+#include "ownerauthenticator.h"
+#include "ownerprompt.h"
+#include "ownersession.h"
+#include "tradescreen.h"
+#include "urlopener.h"
+#include "vaultbalance.h"
+
+#include <QGuiApplication>
+
+#include <algorithm>
+
+Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
+    : QObject(parent)
+    , m_origin(origin)
+    , m_platform(platform)
+    , m_market(new Markets(&m_client, Service{origin, platform.timeout}, this))
+    , m_balance(new VaultBalance(&m_client, Service{origin, platform.timeout}, this))
+    , m_session(new OwnerSession(Service{origin, platform.timeout}, this))
+    , m_trade(new TradeScreen(m_market, this))
+    , m_state(QGuiApplication::applicationState())
+{
+    m_checkTimer.setInterval(m_platform.checkPeriod);
+    connect(&m_checkTimer, &QTimer::timeout, this, &Workspace::runCheck);
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
+    if (m_platform.authenticator) {
+        connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this, [this](OwnerPrompt *prompt) {
+            m_prompt = prompt;
+            // The prompt belongs to its authentication and goes with it.
+            connect(prompt, &QObject::destroyed, this, &Workspace::promptChanged);
+            emit promptChanged();
+        });
+    }
+}
+
+Workspace::~Workspace()
+{
+    // An authentication may still be answering from its own thread; its context waits for that
+    // before it goes, and must go while this workspace is still whole.
+    m_unlocks.clear();
+    // The stores abort what they still wait for as they go, which needs the shared client.
+    delete m_trade;
+    delete m_session;
+    delete m_balance;
+    delete m_market;
+}
+
+void Workspace::setEntered(bool entered)
+{
+    if (m_entered == entered)
+        return;
+    m_entered = entered;
+    emit enteredChanged();
+}
+
+void Workspace::setSelectedTab(int tab)
+{
+    if (m_selectedTab == tab)
+        return;
+    m_selectedTab = tab;
+    emit selectedTabChanged();
+}
+
+void Workspace::setMessage(const QString &message)
+{
+    if (m_message == message)
+        return;
+    m_message = message;
+    emit messageChanged();
+}
+
+void Workspace::appeared()
+{
+    startUp();
+    if (!m_checkTimer.isActive())
+        m_checkTimer.start();
+}
+
+QCoro::Task<> Workspace::startUp()
+{
+    QPointer<Workspace> self(this);
+    co_await m_market->load();
+    if (!self)
+        co_return;
+    co_await m_balance->load();
+}
+
+void Workspace::runCheck()
+{
+    m_session->check();
+}
+
+void Workspace::applicationStateChanged(Qt::ApplicationState state)
+{
+    const bool returned = state == Qt::ApplicationActive && m_state != Qt::ApplicationActive;
+    m_state = state;
+    if (returned)
+        runCheck();
+}
+
+void Workspace::unlock()
+{
+    if (!m_platform.authenticator)
+        return;
+    std::unique_ptr<OwnerAuthContext> context = m_platform.authenticator->context();
+    if (!context || !context->canEvaluate()) {
+        setMessage(QStringLiteral("Set a device passcode or biometrics before opening owner access."));
+        return;
+    }
+    OwnerAuthContext *asked = context.get();
+    m_unlocks.push_back(std::move(context));
+    // The reply may come from any thread; it only hands its result to the GUI thread.
+    asked->evaluate(QStringLiteral("Open your Kelvra owner portal"), [this, asked](bool authenticated) {
+        QMetaObject::invokeMethod(
+            this, [this, asked, authenticated] { unlockReplied(asked, authenticated); }, Qt::QueuedConnection);
+    });
+}
+
+void Workspace::unlockReplied(OwnerAuthContext *context, bool authenticated)
+{
+    const auto used = std::find_if(m_unlocks.begin(), m_unlocks.end(),
+                                   [context](const auto &c) { return c.get() == context; });
+    if (used == m_unlocks.end())
+        return;
+    // Let the context go once its reply is handled; not from inside its own call stack.
+    used->release()->deleteLater();
+    m_unlocks.erase(used);
+
+    if (!authenticated) {
+        setMessage(QStringLiteral("Device verification was not completed."));
+        return;
+    }
+    setEntered(true);
+    setSelectedTab(Account);
+    signIn();
+}
+
+QCoro::Task<> Workspace::signIn()
+{
+    QPointer<Workspace> self(this);
+    const std::optional<QUrl> portal = co_await m_session->start();
+    if (self && portal)
+        openURL(*portal);
+}
+
+void Workspace::openURL(const QUrl &url)
+{
+    if (m_platform.opener && url.isValid())
+        m_platform.opener->open(url);
+}
+
+void Workspace::openSite(const QString &path)
+{
+    openURL(QUrl(m_origin + path));
+}

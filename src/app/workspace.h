@@ -1,0 +1,118 @@
+#pragma once
+
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+#include <QUrl>
+#include <QtQml/qqmlregistration.h>
+
+#include <QCoroTask>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+class Markets;
+class OwnerAuthContext;
+class OwnerAuthenticator;
+class OwnerPrompt;
+class OwnerSession;
+class TradeScreen;
+class UrlOpener;
+class VaultBalance;
+
+// The root of the window: owns the three stores for the life of the window, the view state the
+// screens share, the start-up loads, the periodic session check and the owner unlock gate.
+class Workspace : public QObject
+{
+    Q_MOC_INCLUDE("markets.h")
+    Q_MOC_INCLUDE("ownerprompt.h")
+    Q_MOC_INCLUDE("ownersession.h")
+    Q_MOC_INCLUDE("tradescreen.h")
+    Q_MOC_INCLUDE("vaultbalance.h")
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The program makes the one Workspace")
+    Q_PROPERTY(Markets *market READ market CONSTANT)
+    Q_PROPERTY(VaultBalance *balance READ balance CONSTANT)
+    Q_PROPERTY(OwnerSession *session READ session CONSTANT)
+    Q_PROPERTY(TradeScreen *trade READ trade CONSTANT)
+    Q_PROPERTY(QString site READ site CONSTANT)
+    Q_PROPERTY(bool entered READ entered WRITE setEntered NOTIFY enteredChanged)
+    Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
+    Q_PROPERTY(QString message READ message WRITE setMessage NOTIFY messageChanged)
+    Q_PROPERTY(OwnerPrompt *prompt READ prompt NOTIFY promptChanged)
+
+public:
+    enum Tab { Home = 0, MarketsTab = 1, Trade = 2, Account = 3 };
+    Q_ENUM(Tab)
+
+    // What the workspace needs from the platform. Both objects must outlive it.
+    struct Platform
+    {
+        OwnerAuthenticator *authenticator = nullptr;
+        UrlOpener *opener = nullptr;
+        // How often the owner session is re-checked; tests shorten it.
+        std::chrono::milliseconds checkPeriod{30000};
+        // Time-out of every service request; tests shorten it.
+        std::chrono::milliseconds timeout{12000};
+    };
+
+    Workspace(const QString &origin, Platform platform, QObject *parent = nullptr);
+    ~Workspace() override;
+
+    Markets *market() const { return m_market; }
+    VaultBalance *balance() const { return m_balance; }
+    OwnerSession *session() const { return m_session; }
+    TradeScreen *trade() const { return m_trade; }
+    const QString &site() const { return m_origin; }
+
+    bool entered() const { return m_entered; }
+    void setEntered(bool entered);
+    int selectedTab() const { return m_selectedTab; }
+    void setSelectedTab(int tab);
+    const QString &message() const { return m_message; }
+    void setMessage(const QString &message);
+    OwnerPrompt *prompt() const { return m_prompt; }
+
+    // The root view has appeared: loads the market snapshot and then the vault, and starts the
+    // periodic session check.
+    Q_INVOKABLE void appeared();
+    // The owner unlock gate: device-owner authentication, then the device sign-in, then the
+    // portal in the browser.
+    Q_INVOKABLE void unlock();
+    Q_INVOKABLE void openURL(const QUrl &url);
+    // Opens the service origin followed by `path` (which begins with "/").
+    Q_INVOKABLE void openSite(const QString &path);
+
+    // The start-up loads, in order and never together; awaitable for tests.
+    QCoro::Task<> startUp();
+
+signals:
+    void enteredChanged();
+    void selectedTabChanged();
+    void messageChanged();
+    void promptChanged();
+
+private:
+    void applicationStateChanged(Qt::ApplicationState state);
+    void unlockReplied(OwnerAuthContext *context, bool authenticated);
+    QCoro::Task<> signIn();
+    void runCheck();
+
+    QString m_origin;
+    Platform m_platform;
+    QNetworkAccessManager m_client;
+    Markets *m_market;
+    VaultBalance *m_balance;
+    OwnerSession *m_session;
+    TradeScreen *m_trade;
+    bool m_entered = false;
+    int m_selectedTab = Home;
+    QString m_message;
+    QPointer<OwnerPrompt> m_prompt;
+    QTimer m_checkTimer;
+    Qt::ApplicationState m_state;
+    std::vector<std::unique_ptr<OwnerAuthContext>> m_unlocks;
+};

@@ -1,0 +1,92 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// The Markets tab: the searchable quote list, the store's status line and the disclaimer;
+// pull down to reload the snapshot.
+Page {
+    id: root
+    required property Markets market
+    property alias query: search.text
+
+    background: Rectangle {
+        color: Style.groupedBackground
+    }
+
+    header: Pane {
+        padding: 16
+        bottomPadding: 8
+        background: Rectangle {
+            color: Style.groupedBackground
+        }
+        ColumnLayout {
+            anchors.fill: parent
+            spacing: 10
+            Label {
+                text: "Markets"
+                font.pixelSize: Style.largeTitle
+                font.bold: true
+                Accessible.role: Accessible.Heading
+            }
+            TextField {
+                id: search
+                objectName: "search"
+                Layout.fillWidth: true
+                placeholderText: "Find an asset"
+                inputMethodHints: Qt.ImhNoPredictiveText
+                Accessible.name: "Find an asset"
+            }
+        }
+    }
+
+    QuoteList {
+        id: quotes
+        market: root.market
+        query: search.text
+    }
+
+    ListView {
+        id: list
+        objectName: "quoteList"
+        anchors.fill: parent
+        anchors.leftMargin: 16
+        anchors.rightMargin: 16
+        spacing: 12
+        topMargin: 8
+        bottomMargin: 16
+        boundsBehavior: Flickable.DragOverBounds
+        model: quotes
+        delegate: QuoteRow {
+            objectName: "quoteRow"
+            width: ListView.view.width
+        }
+        footer: ColumnLayout {
+            width: ListView.view.width
+            spacing: 6
+            Item {
+                implicitHeight: 6
+            }
+            Label {
+                objectName: "marketStatus"
+                Layout.fillWidth: true
+                text: root.market.status
+                font.pixelSize: Style.caption
+                wrapMode: Text.Wrap
+            }
+            Label {
+                Layout.fillWidth: true
+                text: "Source prices are reference snapshots, not executable swap quotes."
+                font.pixelSize: Style.footnote
+                color: Style.secondary
+                wrapMode: Text.Wrap
+            }
+        }
+    }
+
+    PullToRefresh {
+        flickable: list
+        action: function () { return root.market.loadTask() }
+    }
+}

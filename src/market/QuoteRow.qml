@@ -1,0 +1,60 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// One quote as a rounded card: name and symbol on the left, price and 24-hour change on the right.
+Rectangle {
+    id: root
+    required property string name
+    required property string symbol
+    required property string price
+    required property string change
+    required property bool rising
+
+    implicitHeight: row.implicitHeight + 36
+    radius: 16
+    color: Style.card
+    Accessible.role: Accessible.ListItem
+    Accessible.name: name + ", " + price + ", " + change
+
+    RowLayout {
+        id: row
+        anchors.fill: parent
+        anchors.margins: 18
+        spacing: 8
+
+        ColumnLayout {
+            spacing: 5
+            Label {
+                text: root.name
+                font.pixelSize: Style.headline
+                font.weight: Font.DemiBold
+            }
+            Label {
+                text: root.symbol
+                font.pixelSize: Style.caption
+                color: Style.secondary
+            }
+        }
+        Item {
+            Layout.fillWidth: true
+        }
+        ColumnLayout {
+            spacing: 5
+            Label {
+                Layout.alignment: Qt.AlignRight
+                text: root.price
+                font.pixelSize: Style.headline
+                font.weight: Font.DemiBold
+            }
+            Label {
+                Layout.alignment: Qt.AlignRight
+                text: root.change
+                font.pixelSize: Style.caption
+                color: root.rising ? Brand.teal : Style.red
+            }
+        }
+    }
+}

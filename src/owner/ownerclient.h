@@ -1,0 +1,69 @@
+#pragma once
+
+#include "inflight.h"
+#include "service.h"
+
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <QMap>
+#include <QNetworkReply>
+#include <QString>
+
+#include <QCoroTask>
+
+#include <memory>
+#include <optional>
+#include <variant>
+
+class QNetworkAccessManager;
+
+// Why the owner session refused an answer, or never asked. Like every error of an owner request
+// it carries no text: each caller shows a fixed text of its own.
+enum class SessionError {
+    badServerResponse,          // body too large, not HTTP, or a status other than 200 and 202
+    userAuthenticationRequired, // HTTP 401: the service no longer knows the token
+    badUrl,                     // origin and path make no URL; nothing was sent
+};
+
+// Transport failures and JSON parse failures pass through as Qt reports them.
+using RequestError = std::variant<SessionError, QNetworkReply::NetworkError, QJsonParseError>;
+using RequestResult = std::variant<QJsonObject, RequestError>;
+
+// A request body: keys with string values, sent as one compact JSON object.
+using Fields = QMap<QString, QString>;
+
+// No owner answer is taken in from this size on. Real answers are a few kilobytes; the limit
+// keeps a broken or hostile service from filling memory.
+inline constexpr qsizetype ownerReplyLimit = 128 * 1024;
+
+inline bool failedWith(const RequestResult &result, SessionError code) {
+    const auto *error = std::get_if<RequestError>(&result);
+    return error && std::holds_alternative<SessionError>(*error) &&
+           std::get<SessionError>(*error) == code;
+}
+
+// The owner session's own HTTP client: every call to the service with the owner's bearer token
+// passes through send(). Its access manager is made on the first request and kept; it never
+// follows a redirect and keeps cookies and credentials in memory only, with no disk cache.
+class OwnerClient {
+public:
+    explicit OwnerClient(Service service);
+    OwnerClient(const OwnerClient &) = delete;
+    OwnerClient &operator=(const OwnerClient &) = delete;
+    ~OwnerClient();
+
+    // GET without a body, POST with one. The bearer header is sent only for a non-empty token.
+    // An array of objects at the top level comes back as {"rows": [...]}.
+    QCoro::Task<RequestResult> send(QString path, std::optional<Fields> body, QString token);
+
+    // True while the client is going away and aborting what is in flight.
+    bool closing() const { return m_inflight.closing(); }
+    const Service &service() const { return m_service; }
+
+private:
+    std::shared_ptr<QNetworkAccessManager> manager();
+
+    Service m_service;
+    std::shared_ptr<QNetworkAccessManager> m_manager;
+    Inflight m_inflight; // last: aborted before the manager goes
+};

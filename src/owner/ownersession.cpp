@@ -1,0 +1,281 @@
+#include "ownersession.h"
+
+#include "json.h"
+#include "regionformat.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QRandomGenerator>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+
+namespace {
+
+const QString guestText = QStringLiteral("Guest demo · no owner session");
+const QString offlineText = QStringLiteral("Connection unavailable. Retry when online.");
+const QString checkFailedText =
+    QStringLiteral("Unable to verify session or refresh account. Retry when online.");
+const QString proofFailedText =
+    QStringLiteral("Receipt verification unavailable. No payment retried.");
+
+bool systemRandom(std::span<std::uint8_t> buffer) {
+    QRandomGenerator::system()->generate(buffer.begin(), buffer.end());
+    return true;
+}
+
+double wallClock() {
+    using namespace std::chrono;
+    return duration<double, std::milli>(system_clock::now().time_since_epoch()).count();
+}
+
+QString hex(const QByteArray &bytes) {
+    return QString::fromLatin1(bytes.toHex());
+}
+
+// 32 secure random bytes as 64 lower-case hex digits; none when the source failed.
+std::optional<QString> makeVerifier(const OwnerSession::RandomSource &random) {
+    std::array<std::uint8_t, 32> bytes{};
+    if (!random(bytes))
+        return std::nullopt;
+    return hex(QByteArray(reinterpret_cast<const char *>(bytes.data()), bytes.size()));
+}
+
+// The local time of day of an expiry given in milliseconds since the epoch. The clamp (about
+// 270,000 years either way) only keeps a nonsensical expiry from overflowing the conversion.
+QString expiryTime(double expires) {
+    const double ms = std::clamp(std::floor(expires), -8.64e15, 8.64e15);
+    return shortTime(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(ms)));
+}
+
+// Keeps the value exactly as received even where it compares equal (a JSON 1 and 1.0), and
+// tells whether observers need to hear of it.
+template<typename T>
+bool replace(T &field, const T &value) {
+    const bool changed = field != value;
+    field = value;
+    return changed;
+}
+
+} // namespace
+
+OwnerSession::OwnerSession(Service service, QObject *parent)
+    : QObject(parent)
+    , m_status(guestText)
+    , m_random(systemRandom)
+    , m_clock(wallClock)
+    , m_client(std::move(service)) {
+}
+
+void OwnerSession::clear() {
+    ++m_generation;
+    m_token.clear();
+    m_id.clear();
+    m_verifier.clear();
+    m_expires = 0;
+    setConnected(false);
+    setOwner({});
+    setHistory({});
+    setProof({});
+    setCode({});
+    setStatus(guestText);
+}
+
+QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fields> body) {
+    QPointer<OwnerSession> self(this);
+    RequestResult result = co_await m_client.send(std::move(path), std::move(body), m_token);
+    if (!gone(self) && failedWith(result, SessionError::userAuthenticationRequired))
+        clear();
+    co_return result;
+}
+
+QCoro::Task<std::optional<QUrl>> OwnerSession::start() {
+    const auto verifier = makeVerifier(m_random);
+    if (!verifier) {
+        setStatus(offlineText);
+        co_return std::nullopt;
+    }
+    // Only the challenge goes out now; the verifier proves later, at the claim, that the
+    // device claiming the session is the one that started it.
+    m_verifier = *verifier;
+    const QString challenge =
+        hex(QCryptographicHash::hash(m_verifier.toLatin1(), QCryptographicHash::Sha256));
+
+    // Built apart from the co_await: GCC 12 cannot keep an initializer list across a suspension.
+    const Fields body{{QStringLiteral("challenge"), challenge}};
+    QPointer<OwnerSession> self(this);
+    const RequestResult result = co_await request(QStringLiteral("/device/start"), body);
+    if (gone(self))
+        co_return std::nullopt;
+
+    const auto *answer = std::get_if<QJsonObject>(&result);
+    const auto id = answer ? readText(*answer, u"id") : std::nullopt;
+    const auto link = answer ? readText(*answer, u"approvalUrl") : std::nullopt;
+    const QUrl portal(link.value_or(QString()), QUrl::StrictMode);
+    // The owner is sent only to the service's own host, whatever else the link holds.
+    const QString host = QUrl(m_client.service().origin, QUrl::StrictMode).host();
+    if (!id || !portal.isValid() || portal.host().isEmpty() || portal.host() != host) {
+        setStatus(offlineText);
+        co_return std::nullopt;
+    }
+    m_id = *id;
+    setCode(readText(*answer, u"code").value_or(QString()));
+    setStatus(QStringLiteral("Waiting for passkey approval · match code ") + m_code);
+    co_return portal;
+}
+
+QCoro::Task<> OwnerSession::check() {
+    // A clear() while this run waits (sign-out, expiry, a 401 elsewhere) makes its token and
+    // refreshed records stale; the guarded stores below then drop them.
+    const qint64 generation = m_generation;
+    QPointer<OwnerSession> self(this);
+
+    if (!m_id.isEmpty()) {
+        const Fields body{{QStringLiteral("id"), m_id}, {QStringLiteral("verifier"), m_verifier}};
+        const RequestResult claim = co_await request(QStringLiteral("/device/claim"), body);
+        if (gone(self))
+            co_return;
+        const auto *answer = std::get_if<QJsonObject>(&claim);
+        if (!answer) {
+            failCheck();
+            co_return;
+        }
+        if (readBool(*answer, u"pending").value_or(false)) {
+            setStatus(QStringLiteral("Waiting for approval · match code ") + m_code);
+            co_return;
+        }
+        const auto token = readText(*answer, u"token");
+        const auto expires = readNumber(*answer, u"expires");
+        if (!token || !expires) {
+            failCheck();
+            co_return;
+        }
+        if (m_generation != generation)
+            co_return;
+        m_token = *token;
+        m_expires = *expires;
+        m_id.clear();
+        m_verifier.clear();
+        setCode({});
+    }
+
+    if (m_token.isEmpty())
+        co_return;
+    if (!(m_expires > m_clock())) {
+        clear();
+        setStatus(QStringLiteral("Session expired. Sign in again."));
+        co_return;
+    }
+
+    const RequestResult status = co_await request(QStringLiteral("/device/status"));
+    if (gone(self))
+        co_return;
+    const auto *confirmed = std::get_if<QJsonObject>(&status);
+    if (!confirmed) {
+        failCheck();
+        co_return;
+    }
+    if (!readBool(*confirmed, u"authenticated").value_or(false)) {
+        clear();
+        setStatus(QStringLiteral("Session expired or signed out."));
+        co_return;
+    }
+
+    const RequestResult account = co_await request(QStringLiteral("/api/account"));
+    if (gone(self))
+        co_return;
+    if (!std::holds_alternative<QJsonObject>(account)) {
+        failCheck();
+        co_return;
+    }
+    const RequestResult history = co_await request(QStringLiteral("/api/history"));
+    if (gone(self))
+        co_return;
+    const auto *rows = std::get_if<QJsonObject>(&history);
+    if (!rows) {
+        failCheck();
+        co_return;
+    }
+
+    if (m_generation != generation)
+        co_return;
+    setOwner(std::get<QJsonObject>(account));
+    setHistory(readObjects(*rows, u"rows").value_or(QJsonArray()));
+    setConnected(true);
+    setStatus(QStringLiteral("Owner connected · read-only until ") + expiryTime(m_expires));
+}
+
+void OwnerSession::failCheck() {
+    // The token stays: a connected session remains connected and the next run tries again.
+    setOwner({});
+    setHistory({});
+    setStatus(checkFailedText);
+}
+
+QCoro::Task<> OwnerSession::verify(QString id) {
+    QPointer<OwnerSession> self(this);
+    // The identifier goes in as given; one that makes no URL fails like any other request.
+    const RequestResult result = co_await request(QStringLiteral("/api/receipt/") + id);
+    if (gone(self))
+        co_return;
+    const auto *receipt = std::get_if<QJsonObject>(&result);
+    if (!receipt) {
+        setProof(proofFailedText);
+        co_return;
+    }
+    setProof(readText(*receipt, u"explanation").value_or(QStringLiteral("Receipt unavailable")) +
+             u'\n' + readText(*receipt, u"limitation").value_or(QString()));
+}
+
+QCoro::Task<> OwnerSession::logout() {
+    QPointer<OwnerSession> self(this);
+    // Whatever the service answers, or if it cannot be reached, the session ends here.
+    co_await request(QStringLiteral("/device/logout"), Fields{});
+    if (gone(self))
+        co_return;
+    clear();
+}
+
+QCoro::QmlTask OwnerSession::checkTask() {
+    return check();
+}
+
+QCoro::QmlTask OwnerSession::verifyTask(const QString &id) {
+    return verify(id);
+}
+
+QCoro::QmlTask OwnerSession::logoutTask() {
+    return logout();
+}
+
+void OwnerSession::setStatus(const QString &status) {
+    if (replace(m_status, status))
+        emit statusChanged();
+}
+
+void OwnerSession::setOwner(const QJsonObject &owner) {
+    if (replace(m_owner, owner))
+        emit ownerChanged();
+}
+
+void OwnerSession::setHistory(const QJsonArray &history) {
+    if (replace(m_history, history))
+        emit historyChanged();
+}
+
+void OwnerSession::setConnected(bool connected) {
+    if (replace(m_connected, connected))
+        emit connectedChanged();
+}
+
+void OwnerSession::setCode(const QString &code) {
+    if (replace(m_code, code))
+        emit codeChanged();
+}
+
+void OwnerSession::setProof(const QString &proof) {
+    if (replace(m_proof, proof))
+        emit proofChanged();
+}

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "ownerclient.h"
+#include "service.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QUrl>
+#include <QtQml/qqmlregistration.h>
+
+#include <QCoroQmlTask>
+#include <QCoroTask>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+
+// The owner's read-only access: a device sign-in through the service's passkey portal, the
+// short-lived bearer token it yields, the owner's account and payment history, receipt checks
+// and sign-out. The token and the proof-key verifier never leave this object except towards
+// the service.
+class OwnerSession : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("OwnerSession belongs to the Workspace")
+    Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+    Q_PROPERTY(QJsonObject owner READ owner NOTIFY ownerChanged)
+    Q_PROPERTY(QJsonArray history READ history NOTIFY historyChanged)
+    Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
+    Q_PROPERTY(QString code READ code NOTIFY codeChanged)
+    Q_PROPERTY(QString proof READ proof NOTIFY proofChanged)
+
+public:
+    // Fills the buffer from a cryptographically secure source; false when the source failed.
+    using RandomSource = std::function<bool(std::span<std::uint8_t>)>;
+    // The wall clock in milliseconds since 1970-01-01 00:00 UTC.
+    using Clock = std::function<double()>;
+
+    explicit OwnerSession(Service service, QObject *parent = nullptr);
+
+    const QString &status() const { return m_status; }
+    const QJsonObject &owner() const { return m_owner; }
+    const QJsonArray &history() const { return m_history; }
+    bool connected() const { return m_connected; }
+    const QString &code() const { return m_code; }
+    const QString &proof() const { return m_proof; }
+    // Raised by every clear(), so that a check that was waiting can tell its results are stale.
+    qint64 generation() const { return m_generation; }
+
+    // Forgets the session on this device; tells the service nothing.
+    void clear();
+
+    // Starts a device sign-in and gives the portal page at which the owner approves it, or none
+    // when the start failed.
+    QCoro::Task<std::optional<QUrl>> start();
+    // Claims a waiting sign-in, then confirms the session and refreshes account and history.
+    QCoro::Task<> check();
+    // Asks the service what the receipt of one payment proves; the answer lands in `proof`.
+    QCoro::Task<> verify(QString id);
+    // Ends the session at the service and forgets it here, whatever the service answers.
+    QCoro::Task<> logout();
+
+    // The operations for the views; each task settles when its call returns.
+    Q_INVOKABLE QCoro::QmlTask checkTask();
+    Q_INVOKABLE QCoro::QmlTask verifyTask(const QString &id);
+    Q_INVOKABLE QCoro::QmlTask logoutTask();
+
+    void setRandomSource(RandomSource random) { m_random = std::move(random); }
+    void setClock(Clock clock) { m_clock = std::move(clock); }
+
+signals:
+    void statusChanged();
+    void ownerChanged();
+    void historyChanged();
+    void connectedChanged();
+    void codeChanged();
+    void proofChanged();
+
+private:
+    // Every call to the service; forgets the session when the service answers 401.
+    QCoro::Task<RequestResult> request(QString path, std::optional<Fields> body = std::nullopt);
+    // What a check that could not reach the service or read its answer leaves behind.
+    void failCheck();
+    // The store went away, or is going, while an operation waited.
+    static bool gone(const QPointer<OwnerSession> &self) {
+        return !self || self->m_client.closing();
+    }
+
+    void setStatus(const QString &status);
+    void setOwner(const QJsonObject &owner);
+    void setHistory(const QJsonArray &history);
+    void setConnected(bool connected);
+    void setCode(const QString &code);
+    void setProof(const QString &proof);
+
+    QString m_status;
+    QJsonObject m_owner;
+    QJsonArray m_history;
+    bool m_connected = false;
+    QString m_code;
+    QString m_proof;
+
+    QString m_token;
+    QString m_id;       // a started sign-in not yet claimed
+    QString m_verifier; // 64 lower-case hex digits
+    double m_expires = 0;
+    qint64 m_generation = 0;
+
+    RandomSource m_random;
+    Clock m_clock;
+    OwnerClient m_client; // last: its requests are aborted first when the store goes away
+};

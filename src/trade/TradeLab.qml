@@ -1,0 +1,242 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import Kelvra
+import Kelvra.Core
+
+// The Trade tab: one scrolling form over the trade lab's state. Nothing here computes; the
+// preview changes only when "Calculate paper preview" is pressed.
+Page {
+    id: root
+    required property TradeScreen trade
+    required property Markets market
+
+    background: Rectangle {
+        color: Style.groupedBackground
+    }
+
+    component Field: RowLayout {
+        id: field
+        property alias label: caption.text
+        property alias placeholder: input.placeholderText
+        property alias text: input.text
+        property alias inputName: input.objectName
+        signal edited(string text)
+
+        Layout.fillWidth: true
+        spacing: 12
+        Label {
+            id: caption
+            font.pixelSize: Style.body
+        }
+        Item {
+            Layout.fillWidth: true
+        }
+        TextField {
+            id: input
+            Layout.preferredWidth: 140
+            horizontalAlignment: TextInput.AlignRight
+            inputMethodHints: Qt.ImhFormattedNumbersOnly
+            font.pixelSize: Style.body
+            onTextEdited: field.edited(text)
+            Accessible.name: caption.text
+        }
+    }
+
+    Flickable {
+        id: scroll
+        objectName: "tradeScroll"
+        anchors.fill: parent
+        contentHeight: content.implicitHeight + 32
+        ScrollIndicator.vertical: ScrollIndicator {}
+
+        ColumnLayout {
+            id: content
+            x: 16
+            y: 16
+            width: scroll.width - 32
+            spacing: 22
+
+            Label {
+                text: "Trade lab"
+                font.pixelSize: Style.largeTitle
+                font.bold: true
+                Accessible.role: Accessible.Heading
+            }
+
+            Section {
+                Label {
+                    text: "Paper trading"
+                    font.pixelSize: Style.headline
+                    font.weight: Font.DemiBold
+                }
+                Label {
+                    Layout.fillWidth: true
+                    text: "No funds move. Fee and slippage below are your assumptions, not exchange rates."
+                    font.pixelSize: Style.footnote
+                    color: Style.secondary
+                    wrapMode: Text.Wrap
+                }
+            }
+
+            Section {
+                title: "Order"
+                RowLayout {
+                    Layout.fillWidth: true
+                    spacing: 12
+                    Label {
+                        text: "Side"
+                        font.pixelSize: Style.body
+                    }
+                    Item {
+                        Layout.fillWidth: true
+                    }
+                    Row {
+                        id: sides
+                        objectName: "side"
+                        Accessible.role: Accessible.PageTabList
+                        Accessible.name: "Side"
+                        Repeater {
+                            model: ["Buy", "Sell"]
+                            Button {
+                                required property string modelData
+                                objectName: "side" + modelData
+                                text: modelData
+                                checkable: true
+                                checked: root.trade.side === modelData
+                                highlighted: checked
+                                flat: !checked
+                                width: 76
+                                font.capitalization: Font.MixedCase
+                                onClicked: root.trade.side = modelData
+                                Accessible.role: Accessible.RadioButton
+                                Accessible.onPressAction: clicked()
+                            }
+                        }
+                    }
+                }
+                RowLayout {
+                    Layout.fillWidth: true
+                    spacing: 12
+                    Label {
+                        text: "Asset"
+                        font.pixelSize: Style.body
+                    }
+                    Item {
+                        Layout.fillWidth: true
+                    }
+                    ComboBox {
+                        objectName: "asset"
+                        Layout.preferredWidth: 160
+                        model: root.trade.assetOptions
+                        textRole: "name"
+                        valueRole: "value"
+                        currentIndex: root.trade.assetOptions.findIndex(option => option.value === root.trade.asset)
+                        onActivated: root.trade.asset = currentValue
+                        Accessible.name: "Asset"
+                    }
+                }
+                Field {
+                    objectName: "sizeRow"
+                    inputName: "size"
+                    label: "Size (USD)"
+                    placeholder: "100"
+                    text: root.trade.size
+                    onEdited: text => root.trade.size = text
+                }
+            }
+
+            Section {
+                objectName: "snapshotSection"
+                visible: root.trade.hasQuote
+                title: "Market snapshot"
+                ValueRow {
+                    objectName: "lastTrade"
+                    label: "Last trade"
+                    value: root.trade.lastTrade
+                }
+                ValueRow {
+                    objectName: "change24h"
+                    label: "24h change"
+                    value: root.trade.change
+                }
+                ValueRow {
+                    objectName: "lowHigh"
+                    label: "24h low / high"
+                    value: root.trade.lowHigh
+                }
+                ValueRow {
+                    objectName: "bidAsk"
+                    label: "Best bid / ask"
+                    value: root.trade.bidAsk
+                }
+                ValueRow {
+                    objectName: "spread"
+                    label: "Spread"
+                    value: root.trade.spread
+                }
+                ValueRow {
+                    objectName: "volume"
+                    label: "24h volume"
+                    value: root.trade.volume
+                }
+                Label {
+                    objectName: "quoteTime"
+                    text: "Last trade: " + root.trade.quoteTime
+                    font.pixelSize: Style.caption
+                    color: Style.secondary
+                }
+                AccentButton {
+                    objectName: "refreshSnapshot"
+                    text: "Refresh snapshot"
+                    onClicked: root.market.loadTask()
+                }
+            }
+
+            Section {
+                title: "Assumptions"
+                Field {
+                    inputName: "fee"
+                    label: "Fee (%)"
+                    placeholder: "0.1"
+                    text: root.trade.fee
+                    onEdited: text => root.trade.fee = text
+                }
+                Field {
+                    inputName: "slippage"
+                    label: "Slippage (%)"
+                    placeholder: "0.5"
+                    text: root.trade.slippage
+                    onEdited: text => root.trade.slippage = text
+                }
+                AccentButton {
+                    objectName: "calculate"
+                    text: "Calculate paper preview"
+                    onClicked: root.trade.calculate()
+                }
+            }
+
+            Section {
+                title: "Result"
+                Label {
+                    objectName: "preview"
+                    Layout.fillWidth: true
+                    text: root.trade.preview
+                    font.pixelSize: Style.body
+                    wrapMode: Text.Wrap
+                }
+            }
+
+            Section {
+                Label {
+                    Layout.fillWidth: true
+                    text: "A bid/ask snapshot is not a guaranteed execution price. Agent payments are a separate permission-controlled feature."
+                    font.pixelSize: Style.footnote
+                    color: Style.secondary
+                    wrapMode: Text.Wrap
+                }
+            }
+        }
+    }
+}

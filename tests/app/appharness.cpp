@@ -1,0 +1,109 @@
+#include "appharness.h"
+
+#include "scriptedownerauthenticator.h"
+
+#include <QQuickItem>
+#include <QTest>
+
+namespace {
+
+void collect(QQuickItem *item, const QString &name, QList<QQuickItem *> &found)
+{
+    if (item->objectName() == name && item->isVisible())
+        found.append(item);
+    for (QQuickItem *child : item->childItems())
+        collect(child, name, found);
+}
+
+QQuickItem *flickableAround(QQuickItem *item)
+{
+    for (QQuickItem *p = item->parentItem(); p; p = p->parentItem()) {
+        if (p->inherits("QQuickFlickable"))
+            return p;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+AppHarness::AppHarness(std::chrono::milliseconds checkPeriod)
+    : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
+{
+    Workspace::Platform platform;
+    platform.authenticator = authenticator.get();
+    platform.opener = &opener;
+    platform.checkPeriod = checkPeriod;
+    workspace = std::make_unique<Workspace>(service.origin(), platform);
+}
+
+AppHarness::~AppHarness()
+{
+    engine.reset();
+    workspace.reset();
+}
+
+bool AppHarness::show()
+{
+    engine = std::make_unique<QQmlApplicationEngine>();
+    engine->setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(workspace.get())}});
+    engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
+    if (engine->rootObjects().isEmpty())
+        return false;
+    return QTest::qWaitForWindowExposed(window());
+}
+
+QQuickWindow *AppHarness::window() const
+{
+    return engine && !engine->rootObjects().isEmpty() ? qobject_cast<QQuickWindow *>(engine->rootObjects().first())
+                                                      : nullptr;
+}
+
+QList<QQuickItem *> AppHarness::items(const QString &objectName) const
+{
+    QList<QQuickItem *> found;
+    if (QQuickWindow *w = window())
+        collect(w->contentItem()->parentItem() ? w->contentItem()->parentItem() : w->contentItem(), objectName, found);
+    return found;
+}
+
+QQuickItem *AppHarness::item(const QString &objectName) const
+{
+    const auto found = items(objectName);
+    return found.isEmpty() ? nullptr : found.first();
+}
+
+bool AppHarness::click(QQuickItem *item)
+{
+    if (!item || !item->isVisible() || !item->isEnabled())
+        return false;
+    if (QQuickItem *flickable = flickableAround(item)) {
+        // Bring the item to the middle of the viewport.
+        const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
+        const qreal contentY = flickable->property("contentY").toReal();
+        const qreal maxY = std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
+        flickable->setProperty("contentY", std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
+        QTest::qWait(20);
+    }
+    const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre);
+    return true;
+}
+
+bool AppHarness::type(const QString &objectName, const QString &text)
+{
+    QQuickItem *field = item(objectName);
+    if (!field || !click(field))
+        return false;
+    // Select everything and delete it, as a user clears a field.
+    QTest::keyClick(window(), Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(window(), Qt::Key_Backspace);
+    for (const QChar c : text)
+        QTest::keyClick(window(), c.toLatin1());
+    return field->property("text").toString() == text;
+}
+
+QString AppHarness::text(const QString &objectName) const
+{
+    QQuickItem *found = item(objectName);
+    return found ? found->property("text").toString() : QString();
+}

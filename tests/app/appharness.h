@@ -1,0 +1,50 @@
+#pragma once
+
+#include "testservice.h"
+#include "urlopener.h"
+#include "workspace.h"
+
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+#include <memory>
+
+class ScriptedOwnerAuthenticator;
+
+// Opens nothing; remembers what the app asked to open.
+class RecordingOpener : public UrlOpener
+{
+public:
+    void open(const QUrl &url) override { opened.append(url); }
+    QList<QUrl> opened;
+};
+
+// The real window (Main.qml) on the real workspace and stores, talking to a scriptable loopback
+// service, with a scripted owner authenticator and a recording browser. Offscreen.
+class AppHarness
+{
+public:
+    explicit AppHarness(std::chrono::milliseconds checkPeriod = std::chrono::seconds(30));
+    ~AppHarness();
+
+    TestService service;
+    RecordingOpener opener;
+    std::unique_ptr<ScriptedOwnerAuthenticator> authenticator;
+    std::unique_ptr<Workspace> workspace;
+    std::unique_ptr<QQmlApplicationEngine> engine;
+
+    // Loads the window; the root view appears and the start-up loads begin.
+    bool show();
+    QQuickWindow *window() const;
+
+    // The visible item with this objectName, searched through the visual tree (delegates too).
+    QQuickItem *item(const QString &objectName) const;
+    QList<QQuickItem *> items(const QString &objectName) const;
+    // Scrolls the item into view and clicks its centre with the mouse, as a user would.
+    bool click(QQuickItem *item);
+    bool click(const QString &objectName) { return click(item(objectName)); }
+    // Types text into the field with this objectName after clearing it.
+    bool type(const QString &objectName, const QString &text);
+    QString text(const QString &objectName) const;
+};

@@ -1,0 +1,239 @@
+// kelvra-tour: renders every screen of the app, driven through its real window, its real stores
+// and the local service, into PNG files. For the docs, and for a look where there is no desktop.
+//
+//   kelvra-tour OUTPUT_DIR [--origin URL] [--width W] [--height H]
+//
+// Without --origin it starts a local service of its own on a free loopback port. The owner's
+// device authentication is taken as passed and the portal's approval is given as a browser
+// would, so that the tour reaches the signed-in account.
+
+#include "localservice.h"
+#include "ownerauthenticator.h"
+#include "ownersession.h"
+#include "tradescreen.h"
+#include "urlopener.h"
+#include "workspace.h"
+
+#include <QCommandLineParser>
+#include <QCoroNetworkReply>
+#include <QCoroTask>
+#include <QCoroTimer>
+#include <QDir>
+#include <QGuiApplication>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QTimer>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <cstdio>
+#include <memory>
+
+Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
+Q_IMPORT_QML_PLUGIN(KelvraPlugin)
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// The person at the keyboard is taken to be the owner.
+class PassingContext : public OwnerAuthContext
+{
+public:
+    bool canEvaluate() override { return true; }
+    void evaluate(const QString &, std::function<void(bool)> reply) override
+    {
+        QTimer::singleShot(0, this, [reply] { reply(true); });
+    }
+};
+
+class PassingAuthenticator : public OwnerAuthenticator
+{
+public:
+    std::unique_ptr<OwnerAuthContext> context() override { return std::make_unique<PassingContext>(); }
+};
+
+// Approves the sign-in on the portal page, as the owner would in a browser.
+class ApprovingBrowser : public UrlOpener
+{
+public:
+    void open(const QUrl &url) override { pending.append(url); }
+
+    QCoro::Task<bool> approve()
+    {
+        if (pending.isEmpty())
+            co_return false;
+        QNetworkRequest request(pending.takeLast());
+        request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+        std::unique_ptr<QNetworkReply> reply(co_await m_client.post(request, QByteArray("decision=approve")));
+        co_return reply->error() == QNetworkReply::NoError || reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400;
+    }
+
+    QList<QUrl> pending;
+
+private:
+    QNetworkAccessManager m_client;
+};
+
+QQuickItem *find(QQuickItem *item, const QString &name)
+{
+    if (item->objectName() == name && item->isVisible())
+        return item;
+    for (QQuickItem *child : item->childItems()) {
+        if (QQuickItem *found = find(child, name))
+            return found;
+    }
+    return nullptr;
+}
+
+class Tour
+{
+public:
+    Tour(QQuickWindow *window, Workspace *workspace, ApprovingBrowser *browser, QDir out)
+        : m_window(window)
+        , m_workspace(workspace)
+        , m_browser(browser)
+        , m_out(std::move(out))
+    {
+    }
+
+    QCoro::Task<int> run()
+    {
+        co_await settle(1500ms);
+        if (!shoot("welcome"))
+            co_return 1;
+
+        m_workspace->setEntered(true);
+        co_await settle(400ms);
+        shoot("home");
+
+        m_workspace->setSelectedTab(Workspace::MarketsTab);
+        if (QQuickItem *search = item("search"))
+            search->setProperty("text", QStringLiteral("eth"));
+        co_await settle(400ms);
+        shoot("markets-search");
+        if (QQuickItem *search = item("search"))
+            search->setProperty("text", QString());
+
+        m_workspace->setSelectedTab(Workspace::Trade);
+        m_workspace->trade()->calculate();
+        co_await settle(400ms);
+        shoot("trade-lab");
+
+        // The owner signs in: the gate, the portal approved in the "browser", then a check.
+        m_workspace->unlock();
+        co_await settle(800ms);
+        if (!co_await m_browser->approve())
+            std::fprintf(stderr, "kelvra-tour: the portal did not take the approval\n");
+        co_await m_workspace->session()->check();
+        const QJsonArray history = m_workspace->session()->history();
+        if (!history.isEmpty())
+            co_await m_workspace->session()->verify(history.first().toObject().value("id").toString());
+        co_await settle(500ms);
+        shoot("account-waiting-top");
+        if (QQuickItem *proof = item("proof"))
+            scrollTo(proof);
+        co_await settle(400ms);
+        shoot("account-connected");
+        co_return m_failed ? 1 : 0;
+    }
+
+private:
+    QQuickItem *item(const QString &name) { return find(m_window->contentItem(), name); }
+
+    void scrollTo(QQuickItem *target)
+    {
+        for (QQuickItem *p = target->parentItem(); p; p = p->parentItem()) {
+            if (p->inherits("QQuickFlickable")) {
+                const qreal y = target->mapToItem(p, QPointF()).y() + p->property("contentY").toReal();
+                const qreal most = std::max(0.0, p->property("contentHeight").toReal() - p->height());
+                p->setProperty("contentY", std::clamp(y - p->height() / 3, 0.0, most));
+                return;
+            }
+        }
+    }
+
+    QCoro::Task<> settle(std::chrono::milliseconds wait)
+    {
+        QTimer timer;
+        timer.start(wait);
+        co_await timer;
+    }
+
+    bool shoot(const QString &name)
+    {
+        const QImage image = m_window->grabWindow();
+        const QString path = m_out.filePath(name + QStringLiteral(".png"));
+        if (image.isNull() || !image.save(path)) {
+            std::fprintf(stderr, "kelvra-tour: could not write %s\n", qPrintable(path));
+            m_failed = true;
+            return false;
+        }
+        std::printf("%s\n", qPrintable(path));
+        return true;
+    }
+
+    QQuickWindow *m_window;
+    Workspace *m_workspace;
+    ApprovingBrowser *m_browser;
+    QDir m_out;
+    bool m_failed = false;
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication::setAttribute(Qt::AA_DisableShaderDiskCache);
+    qputenv("QML_DISABLE_DISK_CACHE", "1");
+    QGuiApplication app(argc, argv);
+    QQuickStyle::setStyle(QStringLiteral("Material"));
+
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("output"), QStringLiteral("Folder for the PNG files."));
+    parser.addOption({QStringLiteral("origin"), QStringLiteral("A running service to use."), QStringLiteral("url")});
+    parser.addOption({QStringLiteral("width"), QStringLiteral("Window width."), QStringLiteral("px"), QStringLiteral("390")});
+    parser.addOption({QStringLiteral("height"), QStringLiteral("Window height."), QStringLiteral("px"), QStringLiteral("844")});
+    parser.process(app);
+    if (parser.positionalArguments().size() != 1)
+        parser.showHelp(2);
+    QDir out(parser.positionalArguments().first());
+    if (!out.mkpath(QStringLiteral("."))) {
+        std::fprintf(stderr, "kelvra-tour: cannot make %s\n", qPrintable(out.path()));
+        return 2;
+    }
+
+    std::unique_ptr<LocalService> service;
+    QString origin = parser.value(QStringLiteral("origin"));
+    if (origin.isEmpty()) {
+        service = std::make_unique<LocalService>(OwnerRecords(QDateTime::currentDateTimeUtc()), 15min);
+        if (!service->start())
+            return 2;
+        origin = service->origin();
+    }
+
+    PassingAuthenticator authenticator;
+    ApprovingBrowser browser;
+    Workspace workspace(origin, Workspace::Platform{&authenticator, &browser});
+
+    QQmlApplicationEngine engine;
+    engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
+    engine.load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
+    window->resize(parser.value(QStringLiteral("width")).toInt(), parser.value(QStringLiteral("height")).toInt());
+
+    Tour tour(window, &workspace, &browser, out);
+    int status = 1;
+    QCoro::connect(tour.run(), &app, [&status](int result) {
+        status = result;
+        QCoreApplication::quit();
+    });
+    QGuiApplication::exec();
+    return status;
+}
