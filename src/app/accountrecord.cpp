@@ -5,8 +5,7 @@
 
 AccountRecord::AccountRecord(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 void AccountRecord::setSession(OwnerSession *session)
 {

@@ -13,8 +13,7 @@ const QString explorer = QStringLiteral("https://sepolia.etherscan.io");
 
 HistoryList::HistoryList(QObject *parent)
     : QAbstractListModel(parent)
-{
-}
+{}
 
 void HistoryList::setSession(OwnerSession *session)
 {
@@ -72,7 +71,7 @@ QHash<int, QByteArray> HistoryList::roleNames() const
 QString HistoryList::headline(const QJsonObject &row)
 {
     return readText(row, u"amount").value_or(QStringLiteral("—")) + QStringLiteral(" kUSD · ")
-         + readText(row, u"state").value_or(QStringLiteral("Unknown"));
+           + readText(row, u"state").value_or(QStringLiteral("Unknown"));
 }
 
 QString HistoryList::dateLine(const QJsonObject &row)

@@ -9,7 +9,8 @@
 #include <memory>
 
 // One device-owner authentication, used for one unlock and then let go.
-class OwnerAuthContext : public QObject {
+class OwnerAuthContext : public QObject
+{
     Q_OBJECT
 
 public:
@@ -24,7 +25,8 @@ public:
 };
 
 // Makes a fresh context for each unlock.
-class OwnerAuthenticator : public QObject {
+class OwnerAuthenticator : public QObject
+{
     Q_OBJECT
 
 public:

@@ -7,10 +7,11 @@ OwnerPrompt::OwnerPrompt(const QString &reason, std::function<void(SecretBuffer)
     : QObject(parent)
     , m_reason(reason)
     , m_answered(std::move(answered))
-    , m_cancelled(std::move(cancelled)) {
-}
+    , m_cancelled(std::move(cancelled))
+{}
 
-void OwnerPrompt::answer(const QString &text) {
+void OwnerPrompt::answer(const QString &text)
+{
     if (!m_open || m_busy)
         return;
     SecretBuffer secret(text);
@@ -24,7 +25,8 @@ void OwnerPrompt::answer(const QString &text) {
         m_answered(std::move(secret));
 }
 
-void OwnerPrompt::cancel() {
+void OwnerPrompt::cancel()
+{
     if (!m_open)
         return;
     close();
@@ -33,7 +35,8 @@ void OwnerPrompt::cancel() {
         m_cancelled();
 }
 
-void OwnerPrompt::ask(const QString &message, bool secret) {
+void OwnerPrompt::ask(const QString &message, bool secret)
+{
     if (!m_open)
         return;
     if (m_message != message) {
@@ -47,14 +50,16 @@ void OwnerPrompt::ask(const QString &message, bool secret) {
     setBusy(false);
 }
 
-void OwnerPrompt::tell(const QString &line) {
+void OwnerPrompt::tell(const QString &line)
+{
     if (!m_open)
         return;
     m_info.append(line);
     emit infoChanged();
 }
 
-void OwnerPrompt::close() {
+void OwnerPrompt::close()
+{
     if (!m_open)
         return;
     m_open = false;
@@ -62,7 +67,8 @@ void OwnerPrompt::close() {
     emit openChanged();
 }
 
-void OwnerPrompt::setBusy(bool busy) {
+void OwnerPrompt::setBusy(bool busy)
+{
     if (m_busy == busy)
         return;
     m_busy = busy;

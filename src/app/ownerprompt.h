@@ -12,7 +12,8 @@
 // What an authentication asks of the person at the keyboard, for a dialog to lay out. The
 // backend feeds it from the system's authentication stack; the dialog answers or cancels.
 // Lives on the GUI thread.
-class OwnerPrompt : public QObject {
+class OwnerPrompt : public QObject
+{
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("An owner authentication opens its own prompt")

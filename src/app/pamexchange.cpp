@@ -11,10 +11,11 @@
 
 PamExchange::PamExchange(QObject *receiver, Events events)
     : m_receiver(receiver)
-    , m_events(std::move(events)) {
-}
+    , m_events(std::move(events))
+{}
 
-void PamExchange::answer(SecretBuffer secret) {
+void PamExchange::answer(SecretBuffer secret)
+{
     {
         std::lock_guard lock(m_mutex);
         if (!m_receiver)
@@ -24,7 +25,8 @@ void PamExchange::answer(SecretBuffer secret) {
     m_wake.notify_all();
 }
 
-void PamExchange::cancel() {
+void PamExchange::cancel()
+{
     {
         std::lock_guard lock(m_mutex);
         m_receiver = nullptr;
@@ -33,13 +35,15 @@ void PamExchange::cancel() {
     m_wake.notify_all();
 }
 
-bool PamExchange::cancelled() const {
+bool PamExchange::cancelled() const
+{
     std::lock_guard lock(m_mutex);
     return !m_receiver;
 }
 
 template<typename Call>
-void PamExchange::post(Call call) {
+void PamExchange::post(Call call)
+{
     // Under the lock, so the receiver cannot go away between the check and the posting; events
     // already posted are dropped by Qt when it does.
     std::lock_guard lock(m_mutex);
@@ -47,7 +51,8 @@ void PamExchange::post(Call call) {
         QMetaObject::invokeMethod(m_receiver, std::move(call), Qt::QueuedConnection);
 }
 
-std::optional<SecretBuffer> PamExchange::ask(const QString &message, bool secret) {
+std::optional<SecretBuffer> PamExchange::ask(const QString &message, bool secret)
+{
     post([ask = m_events.ask, message, secret] { ask(message, secret); });
     std::unique_lock lock(m_mutex);
     m_wake.wait(lock, [this] { return !m_receiver || m_answer; });
@@ -58,23 +63,27 @@ std::optional<SecretBuffer> PamExchange::ask(const QString &message, bool secret
     return answer;
 }
 
-void PamExchange::tell(const QString &line) {
+void PamExchange::tell(const QString &line)
+{
     post([tell = m_events.tell, line] { tell(line); });
 }
 
-void PamExchange::done(bool authenticated) {
+void PamExchange::done(bool authenticated)
+{
     post([done = m_events.done, authenticated] { done(authenticated); });
 }
 
 namespace {
 
-struct Conversation {
+struct Conversation
+{
     PamExchange *exchange;
     bool answered = false;   // in the current attempt
     bool errorShown = false; // since the last answer
 };
 
-void dropReplies(pam_response *replies, int count) {
+void dropReplies(pam_response *replies, int count)
+{
     for (int i = 0; i < count; ++i) {
         if (char *text = replies[i].resp) {
             explicit_bzero(text, strlen(text));
@@ -84,15 +93,15 @@ void dropReplies(pam_response *replies, int count) {
     std::free(replies);
 }
 
-int converse(int count, const pam_message **messages, pam_response **responses, void *data) {
+int converse(int count, const pam_message **messages, pam_response **responses, void *data)
+{
     auto *conversation = static_cast<Conversation *>(data);
     if (count <= 0 || count > PAM_MAX_NUM_MSG || !messages)
         return PAM_CONV_ERR;
     // Some modules pass no reply array with messages that need no answer.
     pam_response *replies = nullptr;
     if (responses) {
-        replies =
-            static_cast<pam_response *>(std::calloc(std::size_t(count), sizeof(pam_response)));
+        replies = static_cast<pam_response *>(std::calloc(std::size_t(count), sizeof(pam_response)));
         if (!replies)
             return PAM_BUF_ERR;
     }
@@ -147,7 +156,8 @@ int converse(int count, const pam_message **messages, pam_response **responses, 
 } // namespace
 
 void authenticateWithPam(const std::string &service, const std::string &user, int attempts,
-                         std::shared_ptr<PamExchange> exchange) {
+                         std::shared_ptr<PamExchange> exchange)
+{
     Conversation conversation{exchange.get()};
     const pam_conv conv{&converse, &conversation};
     pam_handle_t *handle = nullptr;

@@ -16,9 +16,11 @@ class QObject;
 // What the GUI thread and the worker thread of one PAM authentication share. The worker posts
 // what the stack says to a receiver on the GUI thread and waits there for the answers; the GUI
 // thread hands answers over or cancels. After cancel() nothing more reaches the receiver.
-class PamExchange {
+class PamExchange
+{
 public:
-    struct Events {
+    struct Events
+    {
         std::function<void(const QString &message, bool secret)> ask;
         std::function<void(const QString &line)> tell;
         std::function<void(bool authenticated)> done;

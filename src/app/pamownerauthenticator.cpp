@@ -16,7 +16,8 @@
 
 namespace {
 
-std::optional<QByteArray> currentUser() {
+std::optional<QByteArray> currentUser()
+{
     long size = sysconf(_SC_GETPW_R_SIZE_MAX);
     std::vector<char> buffer(std::size_t(size > 0 ? size : 16384));
     passwd entry{};
@@ -26,7 +27,8 @@ std::optional<QByteArray> currentUser() {
     return QByteArray(found->pw_name);
 }
 
-bool serviceInstalled(const PamOwnerAuthenticator::Setup &setup) {
+bool serviceInstalled(const PamOwnerAuthenticator::Setup &setup)
+{
     for (const QString &dir : setup.serviceDirs) {
         if (QFileInfo(dir + u'/' + setup.service).isFile())
             return true;
@@ -36,7 +38,8 @@ bool serviceInstalled(const PamOwnerAuthenticator::Setup &setup) {
 
 // True for a usable password, false for none or a locked one, nothing when the status cannot
 // be read.
-std::optional<bool> passwordUsable(const QStringList &command, const QByteArray &user) {
+std::optional<bool> passwordUsable(const QStringList &command, const QByteArray &user)
+{
     if (command.isEmpty())
         return std::nullopt;
     QProcess probe;
@@ -66,13 +69,16 @@ std::optional<bool> passwordUsable(const QStringList &command, const QByteArray 
     return std::nullopt;
 }
 
-class PamOwnerContext final : public OwnerAuthContext {
+class PamOwnerContext final : public OwnerAuthContext
+{
 public:
     PamOwnerContext(PamOwnerAuthenticator *owner, const PamOwnerAuthenticator::Setup &setup)
         : m_owner(owner)
-        , m_setup(setup) {}
+        , m_setup(setup)
+    {}
 
-    ~PamOwnerContext() override {
+    ~PamOwnerContext() override
+    {
         if (m_exchange)
             m_exchange->cancel();
         if (m_prompt)
@@ -80,14 +86,16 @@ public:
         finish(false);
     }
 
-    bool canEvaluate() override {
+    bool canEvaluate() override
+    {
         const std::optional<QByteArray> user = currentUser();
         if (!user || !serviceInstalled(m_setup))
             return false;
         return passwordUsable(m_setup.passwordStatus, *user).value_or(true);
     }
 
-    void evaluate(const QString &reason, std::function<void(bool)> reply) override {
+    void evaluate(const QString &reason, std::function<void(bool)> reply) override
+    {
         if (m_started) { // one authentication per context
             if (reply)
                 reply(false);
@@ -102,17 +110,16 @@ public:
             return;
         }
         m_exchange = std::make_shared<PamExchange>(
-            this,
-            PamExchange::Events{
-                [this](const QString &message, bool secret) { prompt()->ask(message, secret); },
-                [this](const QString &line) { prompt()->tell(line); },
-                [this](bool authenticated) {
-                    if (m_exchange->cancelled()) // posted just before a cancel
-                        return;
-                    if (m_prompt)
-                        m_prompt->close();
-                    finish(authenticated);
-                }});
+            this, PamExchange::Events{
+                      [this](const QString &message, bool secret) { prompt()->ask(message, secret); },
+                      [this](const QString &line) { prompt()->tell(line); },
+                      [this](bool authenticated) {
+                          if (m_exchange->cancelled()) // posted just before a cancel
+                              return;
+                          if (m_prompt)
+                              m_prompt->close();
+                          finish(authenticated);
+                      }});
         try {
             // Detached: the stack may sit in a fail delay or a fingerprint reader for seconds
             // after a cancel, and the GUI must not wait for it.
@@ -126,7 +133,8 @@ public:
     }
 
 private:
-    OwnerPrompt *prompt() {
+    OwnerPrompt *prompt()
+    {
         if (!m_prompt) {
             m_prompt = new OwnerPrompt(
                 m_reason, [this](SecretBuffer secret) { m_exchange->answer(std::move(secret)); },
@@ -141,13 +149,15 @@ private:
         return m_prompt;
     }
 
-    void finishLater(bool authenticated) {
+    void finishLater(bool authenticated)
+    {
         QMetaObject::invokeMethod(
             this, [this, authenticated] { finish(authenticated); }, Qt::QueuedConnection);
     }
 
     // Last in any call: the reply may let this context go.
-    void finish(bool authenticated) {
+    void finish(bool authenticated)
+    {
         if (std::function<void(bool)> reply = std::exchange(m_reply, nullptr))
             reply(authenticated);
     }
@@ -164,14 +174,15 @@ private:
 } // namespace
 
 PamOwnerAuthenticator::PamOwnerAuthenticator(QObject *parent)
-    : PamOwnerAuthenticator(Setup{}, parent) {
-}
+    : PamOwnerAuthenticator(Setup{}, parent)
+{}
 
 PamOwnerAuthenticator::PamOwnerAuthenticator(Setup setup, QObject *parent)
     : OwnerAuthenticator(parent)
-    , m_setup(std::move(setup)) {
-}
+    , m_setup(std::move(setup))
+{}
 
-std::unique_ptr<OwnerAuthContext> PamOwnerAuthenticator::context() {
+std::unique_ptr<OwnerAuthContext> PamOwnerAuthenticator::context()
+{
     return std::make_unique<PamOwnerContext>(this, m_setup);
 }

@@ -8,12 +8,14 @@
 // The owner is the user this process runs for, authenticated through the system's PAM stack
 // under the app's own service. The stack's questions and hints reach the user through an
 // OwnerPrompt, which promptOpened() hands out when the stack first says something.
-class PamOwnerAuthenticator : public OwnerAuthenticator {
+class PamOwnerAuthenticator : public OwnerAuthenticator
+{
     Q_OBJECT
 
 public:
     // Where the stack and the account's password status are found; tests point them elsewhere.
-    struct Setup {
+    struct Setup
+    {
         QString service = QStringLiteral("kelvra-owner-auth");
         // A service is installed when a file of its name is in one of these.
         QStringList serviceDirs{QStringLiteral("/etc/pam.d"), QStringLiteral("/usr/lib/pam.d")};

@@ -6,7 +6,8 @@
 #include <sys/mman.h>
 #include <utility>
 
-SecretBuffer::SecretBuffer(QStringView text) {
+SecretBuffer::SecretBuffer(QStringView text)
+{
     if (text.isEmpty())
         return;
     // Encoded straight into the locked pages: no temporary copy of the secret is made.
@@ -28,10 +29,11 @@ SecretBuffer::SecretBuffer(QStringView text) {
 SecretBuffer::SecretBuffer(SecretBuffer &&other) noexcept
     : m_data(std::exchange(other.m_data, nullptr))
     , m_capacity(std::exchange(other.m_capacity, 0))
-    , m_size(std::exchange(other.m_size, 0)) {
-}
+    , m_size(std::exchange(other.m_size, 0))
+{}
 
-SecretBuffer &SecretBuffer::operator=(SecretBuffer &&other) noexcept {
+SecretBuffer &SecretBuffer::operator=(SecretBuffer &&other) noexcept
+{
     if (this != &other) {
         release();
         m_data = std::exchange(other.m_data, nullptr);
@@ -41,11 +43,13 @@ SecretBuffer &SecretBuffer::operator=(SecretBuffer &&other) noexcept {
     return *this;
 }
 
-SecretBuffer::~SecretBuffer() {
+SecretBuffer::~SecretBuffer()
+{
     release();
 }
 
-void SecretBuffer::release() noexcept {
+void SecretBuffer::release() noexcept
+{
     if (!m_data)
         return;
     explicit_bzero(m_data, m_capacity);

@@ -7,7 +7,8 @@
 // What the owner typed, as UTF-8, in memory of its own: locked out of swap where the system
 // allows it, left out of core dumps, and wiped when the buffer goes away. Move-only, so the
 // bytes exist once.
-class SecretBuffer {
+class SecretBuffer
+{
 public:
     SecretBuffer() = default;
     explicit SecretBuffer(QStringView text);

@@ -26,12 +26,13 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     connect(&m_checkTimer, &QTimer::timeout, this, &Workspace::runCheck);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
     if (m_platform.authenticator) {
-        connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this, [this](OwnerPrompt *prompt) {
-            m_prompt = prompt;
-            // The prompt belongs to its authentication and goes with it.
-            connect(prompt, &QObject::destroyed, this, &Workspace::promptChanged);
-            emit promptChanged();
-        });
+        connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this,
+                [this](OwnerPrompt *prompt) {
+                    m_prompt = prompt;
+                    // The prompt belongs to its authentication and goes with it.
+                    connect(prompt, &QObject::destroyed, this, &Workspace::promptChanged);
+                    emit promptChanged();
+                });
     }
 }
 
@@ -114,7 +115,8 @@ void Workspace::unlock()
     // The reply may come from any thread; it only hands its result to the GUI thread.
     asked->evaluate(QStringLiteral("Open your Kelvra owner portal"), [this, asked](bool authenticated) {
         QMetaObject::invokeMethod(
-            this, [this, asked, authenticated] { unlockReplied(asked, authenticated); }, Qt::QueuedConnection);
+            this, [this, asked, authenticated] { unlockReplied(asked, authenticated); },
+            Qt::QueuedConnection);
     });
 }
 

@@ -34,8 +34,7 @@ Markets::Markets(QNetworkAccessManager *client, Service service, QObject *parent
     , m_client(client)
     , m_service(std::move(service))
     , m_status(QStringLiteral("Loading market snapshot…"))
-{
-}
+{}
 
 std::optional<QList<Quote>> Markets::parse(const QJsonObject &snapshot)
 {
@@ -60,8 +59,8 @@ QCoro::Task<> Markets::load()
     setLoading(true);
 
     QPointer<Markets> self(this);
-    const auto snapshot = co_await readSnapshot(*m_client, m_service, QStringLiteral("/market-data"),
-                                                m_inflight);
+    const auto snapshot =
+        co_await readSnapshot(*m_client, m_service, QStringLiteral("/market-data"), m_inflight);
     if (!self || m_inflight.closing())
         co_return;
 

@@ -5,8 +5,7 @@
 
 QuoteList::QuoteList(QObject *parent)
     : QAbstractListModel(parent)
-{
-}
+{}
 
 void QuoteList::setMarket(Markets *market)
 {
@@ -60,7 +59,7 @@ QVariant QuoteList::data(const QModelIndex &index, int role) const
 
 QHash<int, QByteArray> QuoteList::roleNames() const
 {
-    return {{IdRole, "quoteId"}, {NameRole, "name"},     {SymbolRole, "symbol"},
+    return {{IdRole, "quoteId"},  {NameRole, "name"},     {SymbolRole, "symbol"},
             {PriceRole, "price"}, {ChangeRole, "change"}, {RisingRole, "rising"}};
 }
 

@@ -20,8 +20,8 @@ constexpr std::array catalogue{
 
 } // namespace
 
-Quote::Quote(QString pair, double price, double change, double high, double low, double volume,
-             double bid, double ask, QString time)
+Quote::Quote(QString pair, double price, double change, double high, double low, double volume, double bid,
+             double ask, QString time)
     : m_pair(std::move(pair))
     , m_price(price)
     , m_change(change)
@@ -31,8 +31,7 @@ Quote::Quote(QString pair, double price, double change, double high, double low,
     , m_bid(bid)
     , m_ask(ask)
     , m_time(std::move(time))
-{
-}
+{}
 
 QString Quote::name() const
 {

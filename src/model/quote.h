@@ -23,8 +23,8 @@ class Quote
 
 public:
     Quote() = default;
-    Quote(QString pair, double price, double change, double high, double low, double volume,
-          double bid, double ask, QString time);
+    Quote(QString pair, double price, double change, double high, double low, double volume, double bid,
+          double ask, QString time);
 
     const QString &pair() const { return m_pair; }
     double price() const { return m_price; }

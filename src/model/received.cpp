@@ -10,7 +10,7 @@ namespace {
 bool isHttpStatusError(QNetworkReply::NetworkError error)
 {
     return (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError)
-        || (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
+           || (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
 }
 
 // Keeps the body below `limit` bytes by stopping at the first byte that would reach it.
@@ -59,8 +59,8 @@ QCoro::Task<Received> receive(QNetworkReply *sent, qsizetype limit)
     }
 
     received.error = reply->error();
-    received.transportFailed = !received.overflow && received.error != QNetworkReply::NoError
-                            && !isHttpStatusError(received.error);
+    received.transportFailed =
+        !received.overflow && received.error != QNetworkReply::NoError && !isHttpStatusError(received.error);
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (status.isValid())
         received.status = status.toInt();

@@ -16,7 +16,8 @@ QString withoutSeconds(QString format)
 
 QString shortTime(const QDateTime &instant, const QLocale &locale)
 {
-    return locale.toString(instant.toLocalTime().time(), withoutSeconds(locale.timeFormat(QLocale::ShortFormat)));
+    return locale.toString(instant.toLocalTime().time(),
+                           withoutSeconds(locale.timeFormat(QLocale::ShortFormat)));
 }
 
 QString usd(double amount, const QLocale &locale)
@@ -26,5 +27,6 @@ QString usd(double amount, const QLocale &locale)
 
 QString shortDateTime(const QDateTime &instant, const QLocale &locale)
 {
-    return locale.toString(instant.toLocalTime(), withoutSeconds(locale.dateTimeFormat(QLocale::ShortFormat)));
+    return locale.toString(instant.toLocalTime(),
+                           withoutSeconds(locale.dateTimeFormat(QLocale::ShortFormat)));
 }

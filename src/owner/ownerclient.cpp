@@ -10,7 +10,8 @@
 namespace {
 
 // The size test comes first, so an oversized 401 is refused without forgetting the session.
-RequestResult judge(const Received &received, bool tooLarge) {
+RequestResult judge(const Received &received, bool tooLarge)
+{
     if (tooLarge)
         return SessionError::badServerResponse;
     if (received.transportFailed)
@@ -37,12 +38,13 @@ RequestResult judge(const Received &received, bool tooLarge) {
 } // namespace
 
 OwnerClient::OwnerClient(Service service)
-    : m_service(std::move(service)) {
-}
+    : m_service(std::move(service))
+{}
 
 OwnerClient::~OwnerClient() = default;
 
-std::shared_ptr<QNetworkAccessManager> OwnerClient::manager() {
+std::shared_ptr<QNetworkAccessManager> OwnerClient::manager()
+{
     if (!m_manager) {
         m_manager = std::make_shared<QNetworkAccessManager>();
         // NoRedirect: a 3xx answer is final and is refused for its status, so the bearer token
@@ -53,8 +55,8 @@ std::shared_ptr<QNetworkAccessManager> OwnerClient::manager() {
     return m_manager;
 }
 
-QCoro::Task<RequestResult> OwnerClient::send(QString path, std::optional<Fields> body,
-                                             QString token) {
+QCoro::Task<RequestResult> OwnerClient::send(QString path, std::optional<Fields> body, QString token)
+{
     const auto url = m_service.url(path);
     if (!url)
         co_return SessionError::badUrl;
@@ -82,6 +84,6 @@ QCoro::Task<RequestResult> OwnerClient::send(QString path, std::optional<Fields>
     const Received received = co_await receive(reply.get(), ownerReplyLimit);
     // Qt keeps the body of a 401 to itself, so its size shows only in the declared length.
     const QVariant declared = reply->header(QNetworkRequest::ContentLengthHeader);
-    co_return judge(received, received.overflow ||
-                                  (declared.isValid() && declared.toLongLong() >= ownerReplyLimit));
+    co_return judge(received,
+                    received.overflow || (declared.isValid() && declared.toLongLong() >= ownerReplyLimit));
 }

@@ -36,16 +36,17 @@ using Fields = QMap<QString, QString>;
 // keeps a broken or hostile service from filling memory.
 inline constexpr qsizetype ownerReplyLimit = 128 * 1024;
 
-inline bool failedWith(const RequestResult &result, SessionError code) {
+inline bool failedWith(const RequestResult &result, SessionError code)
+{
     const auto *error = std::get_if<RequestError>(&result);
-    return error && std::holds_alternative<SessionError>(*error) &&
-           std::get<SessionError>(*error) == code;
+    return error && std::holds_alternative<SessionError>(*error) && std::get<SessionError>(*error) == code;
 }
 
 // The owner session's own HTTP client: every call to the service with the owner's bearer token
 // passes through send(). Its access manager is made on the first request and kept; it never
 // follows a redirect and keeps cookies and credentials in memory only, with no disk cache.
-class OwnerClient {
+class OwnerClient
+{
 public:
     explicit OwnerClient(Service service);
     OwnerClient(const OwnerClient &) = delete;

@@ -18,25 +18,28 @@ const QString guestText = QStringLiteral("Guest demo · no owner session");
 const QString offlineText = QStringLiteral("Connection unavailable. Retry when online.");
 const QString checkFailedText =
     QStringLiteral("Unable to verify session or refresh account. Retry when online.");
-const QString proofFailedText =
-    QStringLiteral("Receipt verification unavailable. No payment retried.");
+const QString proofFailedText = QStringLiteral("Receipt verification unavailable. No payment retried.");
 
-bool systemRandom(std::span<std::uint8_t> buffer) {
+bool systemRandom(std::span<std::uint8_t> buffer)
+{
     QRandomGenerator::system()->generate(buffer.begin(), buffer.end());
     return true;
 }
 
-double wallClock() {
+double wallClock()
+{
     using namespace std::chrono;
     return duration<double, std::milli>(system_clock::now().time_since_epoch()).count();
 }
 
-QString hex(const QByteArray &bytes) {
+QString hex(const QByteArray &bytes)
+{
     return QString::fromLatin1(bytes.toHex());
 }
 
 // 32 secure random bytes as 64 lower-case hex digits; none when the source failed.
-std::optional<QString> makeVerifier(const OwnerSession::RandomSource &random) {
+std::optional<QString> makeVerifier(const OwnerSession::RandomSource &random)
+{
     std::array<std::uint8_t, 32> bytes{};
     if (!random(bytes))
         return std::nullopt;
@@ -45,7 +48,8 @@ std::optional<QString> makeVerifier(const OwnerSession::RandomSource &random) {
 
 // The local time of day of an expiry given in milliseconds since the epoch. The clamp (about
 // 270,000 years either way) only keeps a nonsensical expiry from overflowing the conversion.
-QString expiryTime(double expires) {
+QString expiryTime(double expires)
+{
     const double ms = std::clamp(std::floor(expires), -8.64e15, 8.64e15);
     return shortTime(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(ms)));
 }
@@ -53,7 +57,8 @@ QString expiryTime(double expires) {
 // Keeps the value exactly as received even where it compares equal (a JSON 1 and 1.0), and
 // tells whether observers need to hear of it.
 template<typename T>
-bool replace(T &field, const T &value) {
+bool replace(T &field, const T &value)
+{
     const bool changed = field != value;
     field = value;
     return changed;
@@ -66,10 +71,11 @@ OwnerSession::OwnerSession(Service service, QObject *parent)
     , m_status(guestText)
     , m_random(systemRandom)
     , m_clock(wallClock)
-    , m_client(std::move(service)) {
-}
+    , m_client(std::move(service))
+{}
 
-void OwnerSession::clear() {
+void OwnerSession::clear()
+{
     ++m_generation;
     m_token.clear();
     m_id.clear();
@@ -83,7 +89,8 @@ void OwnerSession::clear() {
     setStatus(guestText);
 }
 
-QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fields> body) {
+QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fields> body)
+{
     QPointer<OwnerSession> self(this);
     RequestResult result = co_await m_client.send(std::move(path), std::move(body), m_token);
     if (!gone(self) && failedWith(result, SessionError::userAuthenticationRequired))
@@ -91,7 +98,8 @@ QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fie
     co_return result;
 }
 
-QCoro::Task<std::optional<QUrl>> OwnerSession::start() {
+QCoro::Task<std::optional<QUrl>> OwnerSession::start()
+{
     const auto verifier = makeVerifier(m_random);
     if (!verifier) {
         setStatus(offlineText);
@@ -126,7 +134,8 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start() {
     co_return portal;
 }
 
-QCoro::Task<> OwnerSession::check() {
+QCoro::Task<> OwnerSession::check()
+{
     // A clear() while this run waits (sign-out, expiry, a 401 elsewhere) makes its token and
     // refreshed records stale; the guarded stores below then drop them.
     const qint64 generation = m_generation;
@@ -207,14 +216,16 @@ QCoro::Task<> OwnerSession::check() {
     setStatus(QStringLiteral("Owner connected · read-only until ") + expiryTime(m_expires));
 }
 
-void OwnerSession::failCheck() {
+void OwnerSession::failCheck()
+{
     // The token stays: a connected session remains connected and the next run tries again.
     setOwner({});
     setHistory({});
     setStatus(checkFailedText);
 }
 
-QCoro::Task<> OwnerSession::verify(QString id) {
+QCoro::Task<> OwnerSession::verify(QString id)
+{
     QPointer<OwnerSession> self(this);
     // The identifier goes in as given; one that makes no URL fails like any other request.
     const RequestResult result = co_await request(QStringLiteral("/api/receipt/") + id);
@@ -225,11 +236,12 @@ QCoro::Task<> OwnerSession::verify(QString id) {
         setProof(proofFailedText);
         co_return;
     }
-    setProof(readText(*receipt, u"explanation").value_or(QStringLiteral("Receipt unavailable")) +
-             u'\n' + readText(*receipt, u"limitation").value_or(QString()));
+    setProof(readText(*receipt, u"explanation").value_or(QStringLiteral("Receipt unavailable")) + u'\n'
+             + readText(*receipt, u"limitation").value_or(QString()));
 }
 
-QCoro::Task<> OwnerSession::logout() {
+QCoro::Task<> OwnerSession::logout()
+{
     QPointer<OwnerSession> self(this);
     // Whatever the service answers, or if it cannot be reached, the session ends here.
     co_await request(QStringLiteral("/device/logout"), Fields{});
@@ -238,44 +250,53 @@ QCoro::Task<> OwnerSession::logout() {
     clear();
 }
 
-QCoro::QmlTask OwnerSession::checkTask() {
+QCoro::QmlTask OwnerSession::checkTask()
+{
     return check();
 }
 
-QCoro::QmlTask OwnerSession::verifyTask(const QString &id) {
+QCoro::QmlTask OwnerSession::verifyTask(const QString &id)
+{
     return verify(id);
 }
 
-QCoro::QmlTask OwnerSession::logoutTask() {
+QCoro::QmlTask OwnerSession::logoutTask()
+{
     return logout();
 }
 
-void OwnerSession::setStatus(const QString &status) {
+void OwnerSession::setStatus(const QString &status)
+{
     if (replace(m_status, status))
         emit statusChanged();
 }
 
-void OwnerSession::setOwner(const QJsonObject &owner) {
+void OwnerSession::setOwner(const QJsonObject &owner)
+{
     if (replace(m_owner, owner))
         emit ownerChanged();
 }
 
-void OwnerSession::setHistory(const QJsonArray &history) {
+void OwnerSession::setHistory(const QJsonArray &history)
+{
     if (replace(m_history, history))
         emit historyChanged();
 }
 
-void OwnerSession::setConnected(bool connected) {
+void OwnerSession::setConnected(bool connected)
+{
     if (replace(m_connected, connected))
         emit connectedChanged();
 }
 
-void OwnerSession::setCode(const QString &code) {
+void OwnerSession::setCode(const QString &code)
+{
     if (replace(m_code, code))
         emit codeChanged();
 }
 
-void OwnerSession::setProof(const QString &proof) {
+void OwnerSession::setProof(const QString &proof)
+{
     if (replace(m_proof, proof))
         emit proofChanged();
 }

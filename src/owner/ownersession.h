@@ -23,7 +23,8 @@
 // short-lived bearer token it yields, the owner's account and payment history, receipt checks
 // and sign-out. The token and the proof-key verifier never leave this object except towards
 // the service.
-class OwnerSession : public QObject {
+class OwnerSession : public QObject
+{
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("OwnerSession belongs to the Workspace")
@@ -86,9 +87,7 @@ private:
     // What a check that could not reach the service or read its answer leaves behind.
     void failCheck();
     // The store went away, or is going, while an operation waited.
-    static bool gone(const QPointer<OwnerSession> &self) {
-        return !self || self->m_client.closing();
-    }
+    static bool gone(const QPointer<OwnerSession> &self) { return !self || self->m_client.closing(); }
 
     void setStatus(const QString &status);
     void setOwner(const QJsonObject &owner);

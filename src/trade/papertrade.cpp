@@ -7,19 +7,21 @@
 
 namespace {
 
-const QString invalidInput = QStringLiteral(
-    "Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
+const QString invalidInput =
+    QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
 
 constexpr double largestSize = 1'000'000'000;
 // A quote may be up to two minutes old, or up to 30 s ahead of a clock that runs slow.
 constexpr qint64 oldestMs = 120'000;
 constexpr qint64 newestMs = -30'000;
 
-bool isPercentage(double value) {
+bool isPercentage(double value)
+{
     return std::isfinite(value) && value >= 0 && value < 100;
 }
 
-bool isFresh(const QString &time, const QDateTime &now) {
+bool isFresh(const QString &time, const QDateTime &now)
+{
     const auto instant = stamp(time);
     if (!instant)
         return false;
@@ -29,8 +31,8 @@ bool isFresh(const QString &time, const QDateTime &now) {
 
 } // namespace
 
-QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote,
-                     const QDateTime &now) {
+QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote, const QDateTime &now)
+{
     if (!quote)
         return invalidInput;
     const auto size = numberFromText(order.size);
@@ -62,11 +64,11 @@ QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote,
     // Stress is priced at the last trade, not at the bid, ask or execution price.
     const double worth = quantity * quote->price();
 
-    return QStringLiteral("Paper ") + order.side.toLower() + u'\n' +
-           QString::asprintf("Quantity: %.8f ", quantity) + quote->symbol() + u'\n' +
-           QString::asprintf("Assumed execution: $%.2f", execution) + u'\n' +
-           (buy ? QStringLiteral("Total cost") : QStringLiteral("Net proceeds")) +
-           QString::asprintf(": $%.2f", amount) + u'\n' +
-           QString::asprintf("Value at −5%% / +5%%: $%.2f / $%.2f", worth * 0.95, worth * 1.05) +
-           u'\n' + QStringLiteral("No order or transaction sent.");
+    return QStringLiteral("Paper ") + order.side.toLower() + u'\n'
+           + QString::asprintf("Quantity: %.8f ", quantity) + quote->symbol() + u'\n'
+           + QString::asprintf("Assumed execution: $%.2f", execution) + u'\n'
+           + (buy ? QStringLiteral("Total cost") : QStringLiteral("Net proceeds"))
+           + QString::asprintf(": $%.2f", amount) + u'\n'
+           + QString::asprintf("Value at −5%% / +5%%: $%.2f / $%.2f", worth * 0.95, worth * 1.05) + u'\n'
+           + QStringLiteral("No order or transaction sent.");
 }

@@ -8,7 +8,8 @@
 #include <optional>
 
 // What the user typed in the trade lab. The numbers stay text until a preview is made.
-struct PaperOrder {
+struct PaperOrder
+{
     QString size;     // US dollars
     QString fee;      // percent
     QString slippage; // percent of the reference price
@@ -19,5 +20,4 @@ struct PaperOrder {
 // result, "Bid/ask unavailable." when the side's own price is not positive, or the one
 // invalid-input message for a missing or stale quote and for any number out of its range.
 // Pure: the same arguments always give the same text.
-QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote,
-                     const QDateTime &now);
+QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote, const QDateTime &now);

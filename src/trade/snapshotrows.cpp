@@ -3,7 +3,8 @@
 #include "regionformat.h"
 #include "stamp.h"
 
-SnapshotRows snapshotRows(const Quote &quote) {
+SnapshotRows snapshotRows(const Quote &quote)
+{
     const double spread = (quote.ask() - quote.bid()) / quote.price() * 100;
     const auto time = stamp(quote.time());
     return {

@@ -6,7 +6,8 @@
 
 // The values of the trade lab's market snapshot rows for one quote. Only the last trade and
 // the time follow the region settings; every other figure has a full stop and no grouping.
-struct SnapshotRows {
+struct SnapshotRows
+{
     QString lastTrade; // region currency form, US dollars
     QString change;    // +1.23%
     QString lowHigh;   // $64000.00 / $66000.00

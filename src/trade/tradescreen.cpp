@@ -12,7 +12,8 @@ namespace {
 // Assigns and notifies only on a real change, so that a view writing back what it shows does
 // not loop.
 template<typename Signal>
-void assign(TradeScreen *screen, QString &field, const QString &value, Signal changed) {
+void assign(TradeScreen *screen, QString &field, const QString &value, Signal changed)
+{
     if (field == value)
         return;
     field = value;
@@ -23,12 +24,14 @@ void assign(TradeScreen *screen, QString &field, const QString &value, Signal ch
 
 TradeScreen::TradeScreen(Markets *market, QObject *parent)
     : QObject(parent)
-    , m_market(market) {
+    , m_market(market)
+{
     if (m_market)
         connect(m_market, &Markets::quotesChanged, this, &TradeScreen::snapshotChanged);
 }
 
-void TradeScreen::setAsset(const QString &asset) {
+void TradeScreen::setAsset(const QString &asset)
+{
     if (m_asset == asset)
         return;
     m_asset = asset;
@@ -36,27 +39,33 @@ void TradeScreen::setAsset(const QString &asset) {
     emit snapshotChanged();
 }
 
-void TradeScreen::setSize(const QString &size) {
+void TradeScreen::setSize(const QString &size)
+{
     assign(this, m_size, size, &TradeScreen::sizeChanged);
 }
 
-void TradeScreen::setSide(const QString &side) {
+void TradeScreen::setSide(const QString &side)
+{
     assign(this, m_side, side, &TradeScreen::sideChanged);
 }
 
-void TradeScreen::setFee(const QString &fee) {
+void TradeScreen::setFee(const QString &fee)
+{
     assign(this, m_fee, fee, &TradeScreen::feeChanged);
 }
 
-void TradeScreen::setSlippage(const QString &slippage) {
+void TradeScreen::setSlippage(const QString &slippage)
+{
     assign(this, m_slippage, slippage, &TradeScreen::slippageChanged);
 }
 
-void TradeScreen::setPreview(const QString &preview) {
+void TradeScreen::setPreview(const QString &preview)
+{
     assign(this, m_preview, preview, &TradeScreen::previewChanged);
 }
 
-std::optional<Quote> TradeScreen::q() const {
+std::optional<Quote> TradeScreen::q() const
+{
     if (!m_market)
         return std::nullopt;
     for (const Quote &quote : m_market->quotes()) {
@@ -66,12 +75,14 @@ std::optional<Quote> TradeScreen::q() const {
     return std::nullopt;
 }
 
-QString TradeScreen::row(QString SnapshotRows::*field) const {
+QString TradeScreen::row(QString SnapshotRows::*field) const
+{
     const auto quote = q();
     return quote ? snapshotRows(*quote).*field : QString();
 }
 
-QVariantList TradeScreen::assetOptions() {
+QVariantList TradeScreen::assetOptions()
+{
     const auto option = [](const QString &name, const QString &value) {
         return QVariantMap{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}};
     };
@@ -82,12 +93,14 @@ QVariantList TradeScreen::assetOptions() {
     };
 }
 
-void TradeScreen::calculate() {
+void TradeScreen::calculate()
+{
     const PaperOrder order{m_size, m_fee, m_slippage, m_side};
     // The time is read once, here: the preview then stays as it is, even once its quote is stale.
     setPreview(paperPreview(order, q(), m_clock ? m_clock() : QDateTime::currentDateTimeUtc()));
 }
 
-void TradeScreen::setClock(Clock clock) {
+void TradeScreen::setClock(Clock clock)
+{
     m_clock = std::move(clock);
 }

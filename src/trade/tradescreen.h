@@ -18,7 +18,8 @@ class Markets;
 // The trade lab's state: what the user typed, the quote of the chosen asset and the last paper
 // preview. The preview changes only when calculate() runs; editing the inputs or a new
 // snapshot leaves it as it was.
-class TradeScreen : public QObject {
+class TradeScreen : public QObject
+{
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("TradeScreen belongs to the Workspace")

@@ -11,23 +11,27 @@ namespace {
 
 const QString dash = QStringLiteral("—");
 
-struct Vault {
+struct Vault
+{
     QString balance;
     QString budget;
     bool active = false;
 };
 
 // Amounts travel as JSON strings of base units, never as JSON numbers.
-std::optional<double> units(const QJsonObject &reply, QStringView key) {
+std::optional<double> units(const QJsonObject &reply, QStringView key)
+{
     const auto text = readText(reply, key);
     return text ? numberFromText(*text) : std::nullopt;
 }
 
-QString kusd(double amount) {
+QString kusd(double amount)
+{
     return QString::asprintf("%.2f kUSD", amount / 1'000'000);
 }
 
-std::optional<Vault> parse(const QJsonObject &reply) {
+std::optional<Vault> parse(const QJsonObject &reply)
+{
     const auto balance = units(reply, u"balanceUnits");
     const auto budget = units(reply, u"agentBudgetUnits");
     if (!balance || !budget)
@@ -48,15 +52,15 @@ VaultBalance::VaultBalance(QNetworkAccessManager *client, Service service, QObje
     , m_service(std::move(service))
     , m_balance(dash)
     , m_budget(dash)
-    , m_status(QStringLiteral("Loading on-chain balance…")) {
-}
+    , m_status(QStringLiteral("Loading on-chain balance…"))
+{}
 
-QCoro::Task<> VaultBalance::load() {
+QCoro::Task<> VaultBalance::load()
+{
     QPointer<VaultBalance> self(this);
     std::optional<QJsonObject> reply;
     if (m_client) {
-        reply = co_await readSnapshot(*m_client, m_service, QStringLiteral("/contest/status"),
-                                      m_inflight);
+        reply = co_await readSnapshot(*m_client, m_service, QStringLiteral("/contest/status"), m_inflight);
     }
     if (!self || m_inflight.closing())
         co_return;
@@ -72,11 +76,13 @@ QCoro::Task<> VaultBalance::load() {
                        : QStringLiteral("Permission revoked · agent cannot spend"));
 }
 
-QCoro::QmlTask VaultBalance::loadTask() {
+QCoro::QmlTask VaultBalance::loadTask()
+{
     return load();
 }
 
-void VaultBalance::show(const QString &balance, const QString &budget, const QString &status) {
+void VaultBalance::show(const QString &balance, const QString &budget, const QString &status)
+{
     // Every assignment notifies, in this order, even when the text stays the same.
     m_balance = balance;
     emit balanceChanged();

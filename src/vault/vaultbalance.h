@@ -15,7 +15,8 @@ class QNetworkAccessManager;
 
 // The shared test vault: its balance, the agent's remaining budget and whether the agent may
 // spend, as the display texts the screens show.
-class VaultBalance : public QObject {
+class VaultBalance : public QObject
+{
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("VaultBalance belongs to the Workspace")

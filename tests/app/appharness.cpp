@@ -54,15 +54,17 @@ bool AppHarness::show()
 
 QQuickWindow *AppHarness::window() const
 {
-    return engine && !engine->rootObjects().isEmpty() ? qobject_cast<QQuickWindow *>(engine->rootObjects().first())
-                                                      : nullptr;
+    return engine && !engine->rootObjects().isEmpty()
+               ? qobject_cast<QQuickWindow *>(engine->rootObjects().first())
+               : nullptr;
 }
 
 QList<QQuickItem *> AppHarness::items(const QString &objectName) const
 {
     QList<QQuickItem *> found;
     if (QQuickWindow *w = window())
-        collect(w->contentItem()->parentItem() ? w->contentItem()->parentItem() : w->contentItem(), objectName, found);
+        collect(w->contentItem()->parentItem() ? w->contentItem()->parentItem() : w->contentItem(),
+                objectName, found);
     return found;
 }
 
@@ -81,7 +83,8 @@ bool AppHarness::click(QQuickItem *item)
         const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
         const qreal contentY = flickable->property("contentY").toReal();
         const qreal maxY = std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
-        flickable->setProperty("contentY", std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
+        flickable->setProperty("contentY",
+                               std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
         QTest::qWait(20);
     }
     const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();

@@ -7,7 +7,6 @@
 #include <QJsonDocument>
 #include <QTest>
 
-
 class TestAccountRows : public QObject
 {
     Q_OBJECT
@@ -23,14 +22,23 @@ private slots:
         QTest::addColumn<QString>("token");
         QTest::newRow("all strings, shown verbatim")
             << QByteArray(R"({"owner":"0xabc","nativeBalance":"0.500000","tokenBalance":"12.3"})") << "0xabc"
-            << "0.500000" << "12.3";
-        QTest::newRow("empty record") << QByteArray("{}") << "Unavailable" << "—" << "—";
+            << "0.500000"
+            << "12.3";
+        QTest::newRow("empty record") << QByteArray("{}") << "Unavailable"
+                                      << "—"
+                                      << "—";
         QTest::newRow("a number is not a text")
-            << QByteArray(R"({"owner":"0xabc","nativeBalance":0.5,"tokenBalance":true})") << "0xabc" << "—" << "—";
-        QTest::newRow("null and object") << QByteArray(R"({"owner":null,"tokenBalance":{"v":"1"}})") << "Unavailable"
-                                         << "—" << "—";
+            << QByteArray(R"({"owner":"0xabc","nativeBalance":0.5,"tokenBalance":true})") << "0xabc"
+            << "—"
+            << "—";
+        QTest::newRow("null and object")
+            << QByteArray(R"({"owner":null,"tokenBalance":{"v":"1"}})") << "Unavailable"
+            << "—"
+            << "—";
         QTest::newRow("empty strings are strings")
-            << QByteArray(R"({"owner":"","nativeBalance":"","tokenBalance":""})") << "" << "" << "";
+            << QByteArray(R"({"owner":"","nativeBalance":"","tokenBalance":""})") << ""
+            << ""
+            << "";
     }
 
     void record()
@@ -52,8 +60,8 @@ private slots:
         QTest::newRow("amount and state") << QByteArray(R"({"amount":"1.25","state":"settled"})")
                                           << QString::fromUtf8("1.25 kUSD · settled");
         QTest::newRow("only id") << QByteArray(R"({"id":"p1"})") << QString::fromUtf8("— kUSD · Unknown");
-        QTest::newRow("numbers do not count") << QByteArray(R"({"amount":1.25,"state":3})")
-                                              << QString::fromUtf8("— kUSD · Unknown");
+        QTest::newRow("numbers do not count")
+            << QByteArray(R"({"amount":1.25,"state":3})") << QString::fromUtf8("— kUSD · Unknown");
     }
 
     void headline()
@@ -67,8 +75,10 @@ private slots:
     {
         QTest::addColumn<QByteArray>("json");
         QTest::addColumn<QString>("instant"); // empty: "Date unavailable"
-        QTest::newRow("fraction") << QByteArray(R"({"created":"2025-05-01T12:34:56.789Z"})") << "2025-05-01T12:34:56.789Z";
-        QTest::newRow("no fraction") << QByteArray(R"({"created":"2025-05-01T12:34:56Z"})") << "2025-05-01T12:34:56Z";
+        QTest::newRow("fraction") << QByteArray(R"({"created":"2025-05-01T12:34:56.789Z"})")
+                                  << "2025-05-01T12:34:56.789Z";
+        QTest::newRow("no fraction") << QByteArray(R"({"created":"2025-05-01T12:34:56Z"})")
+                                     << "2025-05-01T12:34:56Z";
         QTest::newRow("date alone") << QByteArray(R"({"created":"2025-05-01"})") << "";
         QTest::newRow("absent") << QByteArray("{}") << "";
         QTest::newRow("a number") << QByteArray(R"({"created":1746102896})") << "";
@@ -93,9 +103,12 @@ private slots:
         QTest::addColumn<QString>("url"); // empty: no usable link
         const QString h = QStringLiteral("0x") + QString(64, u'a');
         QTest::newRow("hash") << h << QStringLiteral("https://sepolia.etherscan.io/tx/") + h;
-        QTest::newRow("empty hash still links") << "" << "https://sepolia.etherscan.io/tx/";
-        QTest::newRow("blank inside") << "0x12 34" << "";
-        QTest::newRow("bad escape") << "0x%zz" << "";
+        QTest::newRow("empty hash still links") << ""
+                                                << "https://sepolia.etherscan.io/tx/";
+        QTest::newRow("blank inside") << "0x12 34"
+                                      << "";
+        QTest::newRow("bad escape") << "0x%zz"
+                                    << "";
     }
 
     void explorer()

@@ -4,13 +4,15 @@
 #include <QSignalSpy>
 #include <QTest>
 
-class TestOwnerPrompt : public QObject {
+class TestOwnerPrompt : public QObject
+{
     Q_OBJECT
 
 private slots:
     void init() { failOnAnyWarning(); }
 
-    void steps_data() {
+    void steps_data()
+    {
         QTest::addColumn<QStringList>("steps");
         QTest::addColumn<int>("answers");
         QTest::addColumn<int>("cancels");
@@ -26,38 +28,35 @@ private slots:
             << QStringList{} << 0 << 0 << true << true << "" << true << QStringList{};
         QTest::newRow("no answer before a question")
             << QStringList{"answer"} << 0 << 0 << true << true << "" << true << QStringList{};
-        QTest::newRow("question") << QStringList{"ask"} << 0 << 0 << false << true << password
-                                  << true << QStringList{};
-        QTest::newRow("answered, busy again") << QStringList{"ask", "answer"} << 1 << 0 << true
-                                              << true << password << true << QStringList{};
-        QTest::newRow("one answer per question")
-            << QStringList{"ask", "answer", "answer"} << 1 << 0 << true << true << password << true
-            << QStringList{};
-        QTest::newRow("next question, next answer")
-            << QStringList{"ask", "answer", "ask", "answer"} << 2 << 0 << true << true << password
-            << true << QStringList{};
+        QTest::newRow("question") << QStringList{"ask"} << 0 << 0 << false << true << password << true
+                                  << QStringList{};
+        QTest::newRow("answered, busy again")
+            << QStringList{"ask", "answer"} << 1 << 0 << true << true << password << true << QStringList{};
+        QTest::newRow("one answer per question") << QStringList{"ask", "answer", "answer"} << 1 << 0 << true
+                                                 << true << password << true << QStringList{};
+        QTest::newRow("next question, next answer") << QStringList{"ask", "answer", "ask", "answer"} << 2 << 0
+                                                    << true << true << password << true << QStringList{};
         QTest::newRow("shown answer")
             << QStringList{"show"} << 0 << 0 << false << true << "Code: " << false << QStringList{};
         QTest::newRow("hint before the question")
             << QStringList{"tell", "ask"} << 0 << 0 << false << true << password << true << hint;
-        QTest::newRow("an answer clears the hints")
-            << QStringList{"tell", "ask", "answer"} << 1 << 0 << true << true << password << true
-            << QStringList{};
+        QTest::newRow("an answer clears the hints") << QStringList{"tell", "ask", "answer"} << 1 << 0 << true
+                                                    << true << password << true << QStringList{};
         QTest::newRow("a failure stays for the next question")
-            << QStringList{"ask", "answer", "tell", "ask"} << 1 << 0 << false << true << password
-            << true << hint;
-        QTest::newRow("cancel") << QStringList{"ask", "cancel"} << 0 << 1 << false << false
-                                << password << true << QStringList{};
-        QTest::newRow("cancel while busy") << QStringList{"ask", "answer", "cancel"} << 1 << 1
-                                           << false << false << password << true << QStringList{};
-        QTest::newRow("cancel once") << QStringList{"cancel", "cancel"} << 0 << 1 << false << false
-                                     << "" << true << QStringList{};
-        QTest::newRow("nothing after the end")
-            << QStringList{"close", "ask", "tell", "answer", "cancel"} << 0 << 0 << false << false
-            << "" << true << QStringList{};
+            << QStringList{"ask", "answer", "tell", "ask"} << 1 << 0 << false << true << password << true
+            << hint;
+        QTest::newRow("cancel") << QStringList{"ask", "cancel"} << 0 << 1 << false << false << password
+                                << true << QStringList{};
+        QTest::newRow("cancel while busy") << QStringList{"ask", "answer", "cancel"} << 1 << 1 << false
+                                           << false << password << true << QStringList{};
+        QTest::newRow("cancel once") << QStringList{"cancel", "cancel"} << 0 << 1 << false << false << ""
+                                     << true << QStringList{};
+        QTest::newRow("nothing after the end") << QStringList{"close", "ask", "tell", "answer", "cancel"} << 0
+                                               << 0 << false << false << "" << true << QStringList{};
     }
 
-    void steps() {
+    void steps()
+    {
         QFETCH(QStringList, steps);
         int answers = 0;
         int cancels = 0;
@@ -90,7 +89,8 @@ private slots:
         QCOMPARE(prompt.reason(), QStringLiteral("Open your Kelvra owner portal"));
     }
 
-    void answerBytes_data() {
+    void answerBytes_data()
+    {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QByteArray>("utf8");
 
@@ -105,7 +105,8 @@ private slots:
             << QString(5000, u'ß') << QByteArray(5000, 'x').replace("x", "\xc3\x9f");
     }
 
-    void answerBytes() {
+    void answerBytes()
+    {
         QFETCH(QString, text);
         QFETCH(QByteArray, utf8);
         QByteArray got;

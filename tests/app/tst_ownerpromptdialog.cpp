@@ -33,7 +33,8 @@ ApplicationWindow {
 
 } // namespace
 
-class TestOwnerPromptDialog : public QObject {
+class TestOwnerPromptDialog : public QObject
+{
     Q_OBJECT
 
     QQmlEngine m_engine;
@@ -43,11 +44,13 @@ class TestOwnerPromptDialog : public QObject {
     int m_cancels = 0;
 
     template<typename T = QQuickItem>
-    T *find(const char *name) const {
+    T *find(const char *name) const
+    {
         return m_window->findChild<T *>(QString::fromLatin1(name));
     }
     // Delegates are found through the item tree, not the object tree.
-    static bool shows(QQuickItem *item, const QString &text) {
+    static bool shows(QQuickItem *item, const QString &text)
+    {
         if (item->isVisible() && item->property("text") == text)
             return true;
         const QList<QQuickItem *> children = item->childItems();
@@ -56,19 +59,21 @@ class TestOwnerPromptDialog : public QObject {
     }
     QObject *dialog() const { return m_window->findChild<QObject *>("dialog"); }
 
-    void type(const QString &text) {
+    void type(const QString &text)
+    {
         for (QChar c : text)
-            QTest::sendKeyEvent(QTest::Click, m_window.get(), Qt::Key_A, QString(c),
-                                Qt::NoModifier);
+            QTest::sendKeyEvent(QTest::Click, m_window.get(), Qt::Key_A, QString(c), Qt::NoModifier);
     }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         QQuickStyle::setStyle("Material");
         m_engine.addImportPath("qrc:/");
     }
 
-    void init() {
+    void init()
+    {
         failOnAnyWarning();
         m_answers.clear();
         m_cancels = 0;
@@ -80,27 +85,30 @@ private slots:
             [this] { ++m_cancels; });
         QQmlComponent component(&m_engine);
         component.setData(host, QUrl("qrc:/host.qml"));
-        QObject *root = component.createWithInitialProperties(
-            {{"target", QVariant::fromValue(m_prompt.get())}});
+        QObject *root =
+            component.createWithInitialProperties({{"target", QVariant::fromValue(m_prompt.get())}});
         QVERIFY2(root, qPrintable(component.errorString()));
         m_window.reset(qobject_cast<QQuickWindow *>(root));
         QVERIFY(m_window);
         QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
     }
 
-    void cleanup() {
+    void cleanup()
+    {
         m_window.reset();
         m_prompt.reset();
     }
 
-    void layout_data() {
+    void layout_data()
+    {
         QTest::addColumn<bool>("secret");
         QTest::addColumn<int>("echoMode");
         QTest::newRow("hidden answer") << true << 2; // TextInput.Password
         QTest::newRow("shown answer") << false << 0; // TextInput.Normal
     }
 
-    void layout() {
+    void layout()
+    {
         QFETCH(bool, secret);
         QVERIFY(dialog()->property("visible").toBool());
         QVERIFY(find("busy")->property("running").toBool());
@@ -111,8 +119,7 @@ private slots:
         QCOMPARE(find("reason")->property("text").toString(), m_prompt->reason());
         QCOMPARE(find("message")->property("text").toString(), m_prompt->message());
         QTEST(find("answer")->property("echoMode").toInt(), "echoMode");
-        const auto hints =
-            Qt::InputMethodHints(find("answer")->property("inputMethodHints").toInt());
+        const auto hints = Qt::InputMethodHints(find("answer")->property("inputMethodHints").toInt());
         QVERIFY(hints.testFlags(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText));
         QCOMPARE(hints.testFlag(Qt::ImhHiddenText), secret);
         QVERIFY(find("ok")->isEnabled());
@@ -120,7 +127,8 @@ private slots:
         QVERIFY(shows(m_window->contentItem(), "Place your finger on the reader"));
     }
 
-    void typedAnswerIsHandedOverOnce() {
+    void typedAnswerIsHandedOverOnce()
+    {
         m_prompt->ask("Password: ", true);
         QTRY_VERIFY(find("answer")->hasActiveFocus());
         type("pässwortX");
@@ -142,13 +150,15 @@ private slots:
         QCOMPARE(m_answers.last(), QByteArray("x"));
     }
 
-    void cancel_data() {
+    void cancel_data()
+    {
         QTest::addColumn<bool>("escape");
         QTest::newRow("Cancel button") << false;
         QTest::newRow("Escape key") << true;
     }
 
-    void cancel() {
+    void cancel()
+    {
         QFETCH(bool, escape);
         m_prompt->ask("Password: ", true);
         QTRY_VERIFY(find("answer")->hasActiveFocus());
@@ -160,7 +170,8 @@ private slots:
         QTRY_VERIFY(!dialog()->property("visible").toBool());
     }
 
-    void closesWithThePrompt() {
+    void closesWithThePrompt()
+    {
         m_prompt->ask("Password: ", true);
         m_prompt->close();
         QTRY_VERIFY(!dialog()->property("visible").toBool());

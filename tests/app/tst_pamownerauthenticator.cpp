@@ -19,7 +19,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-struct Question {
+struct Question
+{
     QString message;
     bool secret;
     QStringList info;
@@ -27,10 +28,12 @@ struct Question {
 
 // The person at the keyboard: answers each question with the next of `answers` and cancels
 // when none is left.
-class Keyboard : public QObject {
+class Keyboard : public QObject
+{
 public:
     Keyboard(OwnerAuthenticator *authenticator, QStringList answers)
-        : m_answers(std::move(answers)) {
+        : m_answers(std::move(answers))
+    {
         connect(authenticator, &OwnerAuthenticator::promptOpened, this, [this](OwnerPrompt *p) {
             ++opened;
             prompt = p;
@@ -44,7 +47,8 @@ public:
     QList<Question> questions;
 
 private:
-    void onBusy() {
+    void onBusy()
+    {
         if (!prompt || prompt->busy() || !prompt->open())
             return;
         questions.append({prompt->message(), prompt->secret(), prompt->info()});
@@ -65,12 +69,14 @@ private:
     QStringList m_answers;
 };
 
-struct Replies {
+struct Replies
+{
     int count = 0;
     bool last = false;
     bool onGuiThread = true;
 
-    std::function<void(bool)> reply() {
+    std::function<void(bool)> reply()
+    {
         return [this](bool authenticated) {
             ++count;
             last = authenticated;
@@ -79,7 +85,8 @@ struct Replies {
     }
 };
 
-QString userName() {
+QString userName()
+{
     const passwd *entry = getpwuid(getuid());
     return entry ? QString::fromLocal8Bit(entry->pw_name) : QString();
 }
@@ -88,19 +95,22 @@ const QString reason = QStringLiteral("Open your Kelvra owner portal");
 
 } // namespace
 
-class TestPamOwnerAuthenticator : public QObject {
+class TestPamOwnerAuthenticator : public QObject
+{
     Q_OBJECT
 
     QString m_services; // pam_wrapper's service directory
     QTemporaryDir m_dir;
 
-    void allow(const QString &user, const QString &secret, const QString &service) {
+    void allow(const QString &user, const QString &secret, const QString &service)
+    {
         QFile passdb(m_dir.filePath("passdb"));
         QVERIFY(passdb.open(QIODevice::WriteOnly | QIODevice::Truncate));
         passdb.write((user + u':' + secret + u':' + service + u'\n').toUtf8());
     }
 
-    PamOwnerAuthenticator::Setup setup(const QString &service) const {
+    PamOwnerAuthenticator::Setup setup(const QString &service) const
+    {
         PamOwnerAuthenticator::Setup s;
         s.service = service;
         s.serviceDirs = {m_services};
@@ -108,7 +118,8 @@ class TestPamOwnerAuthenticator : public QObject {
     }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         m_services = qEnvironmentVariable("PAM_WRAPPER_SERVICE_DIR");
         QVERIFY2(qEnvironmentVariable("PAM_WRAPPER") == "1" && !m_services.isEmpty(),
                  "run through ctest, which loads pam_wrapper");
@@ -119,7 +130,8 @@ private slots:
 
     void init() { failOnAnyWarning(); }
 
-    void outcome_data() {
+    void outcome_data()
+    {
         QTest::addColumn<QString>("service");
         QTest::addColumn<QString>("stored");
         QTest::addColumn<QString>("allowed"); // the service the account may use; empty: `service`
@@ -131,12 +143,10 @@ private slots:
         const QString app = QStringLiteral("kelvra-owner-auth");
         QTest::newRow("right") << app << "s3cret"
                                << "" << QStringList{"s3cret"} << true << 1 << true;
-        QTest::newRow("wrong, then right")
-            << app << "s3cret"
-            << "" << QStringList{"nope", "s3cret"} << true << 2 << true;
-        QTest::newRow("right at the third try")
-            << app << "s3cret"
-            << "" << QStringList{"a", "b", "s3cret"} << true << 3 << true;
+        QTest::newRow("wrong, then right") << app << "s3cret"
+                                           << "" << QStringList{"nope", "s3cret"} << true << 2 << true;
+        QTest::newRow("right at the third try") << app << "s3cret"
+                                                << "" << QStringList{"a", "b", "s3cret"} << true << 3 << true;
         QTest::newRow("wrong three times, no fourth question")
             << app << "s3cret"
             << "" << QStringList{"a", "b", "c", "s3cret"} << false << 3 << true;
@@ -152,13 +162,13 @@ private slots:
         QTest::newRow("shown answer") << "owner-echo"
                                       << "s3cret"
                                       << "" << QStringList{"s3cret"} << true << 1 << false;
-        QTest::newRow("service refuses without asking")
-            << "owner-absent"
-            << "s3cret"
-            << "" << QStringList{"s3cret"} << false << 0 << true;
+        QTest::newRow("service refuses without asking") << "owner-absent"
+                                                        << "s3cret"
+                                                        << "" << QStringList{"s3cret"} << false << 0 << true;
     }
 
-    void outcome() {
+    void outcome()
+    {
         QFETCH(QString, service);
         QFETCH(QString, stored);
         QFETCH(QString, allowed);
@@ -193,14 +203,14 @@ private slots:
         QCOMPARE(replies.count, 1);
     }
 
-    void info_data() {
+    void info_data()
+    {
         QTest::addColumn<QString>("service");
         QTest::addColumn<QList<QStringList>>("seen"); // the info lines at each question
 
-        const QStringList chatty{
-            "Authentication succeeded",          "Authentication succeeded",
-            "Authentication succeeded",          "Authentication generated an error",
-            "Authentication generated an error", "Authentication generated an error"};
+        const QStringList chatty{"Authentication succeeded",          "Authentication succeeded",
+                                 "Authentication succeeded",          "Authentication generated an error",
+                                 "Authentication generated an error", "Authentication generated an error"};
         // The stack's own words, in the locale the test runs in.
         const QString failure = QString::fromLocal8Bit(pam_strerror(nullptr, PAM_AUTH_ERR));
         QTest::newRow("a silent stack gets its failure told")
@@ -210,11 +220,11 @@ private slots:
             << QList<QStringList>{{}, {"Authentication failed"}, {"Authentication failed"}};
         QTest::newRow("hints before the question")
             << "owner-chatty"
-            << QList<QStringList>{chatty, QStringList{failure} + chatty,
-                                  QStringList{failure} + chatty};
+            << QList<QStringList>{chatty, QStringList{failure} + chatty, QStringList{failure} + chatty};
     }
 
-    void info() {
+    void info()
+    {
         QFETCH(QString, service);
         QFETCH(QList<QStringList>, seen);
         allow(userName(), "s3cret", service);
@@ -231,7 +241,8 @@ private slots:
             QCOMPARE(keyboard.questions.at(i).info, seen.at(i));
     }
 
-    void cancelWhileTheStackWorks() {
+    void cancelWhileTheStackWorks()
+    {
         // The stack takes 1.5 s after the right answer; cancel must not wait for it.
         allow(userName(), "s3cret", "owner-slow");
         PamOwnerAuthenticator authenticator(setup("owner-slow"));
@@ -239,8 +250,8 @@ private slots:
         Replies replies;
         auto context = authenticator.context();
         context->evaluate(reason, replies.reply());
-        QTRY_VERIFY_WITH_TIMEOUT(
-            keyboard.prompt && keyboard.prompt->busy() && keyboard.questions.size() == 1, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(keyboard.prompt && keyboard.prompt->busy() && keyboard.questions.size() == 1,
+                                 10000);
         QElapsedTimer clock;
         clock.start();
         keyboard.prompt->cancel();
@@ -253,7 +264,8 @@ private slots:
         QVERIFY(!replies.last);
     }
 
-    void resultPostedBeforeCancelIsDropped() {
+    void resultPostedBeforeCancelIsDropped()
+    {
         allow(userName(), "s3cret", "kelvra-owner-auth");
         PamOwnerAuthenticator authenticator(setup("kelvra-owner-auth"));
         QPointer<OwnerPrompt> prompt;
@@ -273,7 +285,8 @@ private slots:
         QCOMPARE(replies.count, 1);
     }
 
-    void contextLetGoBeforeReply() {
+    void contextLetGoBeforeReply()
+    {
         allow(userName(), "s3cret", "kelvra-owner-auth");
         PamOwnerAuthenticator authenticator(setup("kelvra-owner-auth"));
         QPointer<OwnerPrompt> prompt;
@@ -291,7 +304,8 @@ private slots:
         QCOMPARE(replies.count, 1);
     }
 
-    void secondEvaluationOfOneContext() {
+    void secondEvaluationOfOneContext()
+    {
         allow(userName(), "s3cret", "kelvra-owner-auth");
         PamOwnerAuthenticator authenticator(setup("kelvra-owner-auth"));
         Keyboard keyboard(&authenticator, {"s3cret"});
@@ -307,7 +321,8 @@ private slots:
         QCOMPARE(keyboard.opened, 1);
     }
 
-    void canEvaluate_data() {
+    void canEvaluate_data()
+    {
         QTest::addColumn<QString>("installed");  // where the service file is: "", "first", "second"
         QTest::addColumn<QStringList>("status"); // the password status command
         QTest::addColumn<bool>("expected");
@@ -318,22 +333,16 @@ private slots:
         };
         QTest::newRow("usable password") << "first" << says("%s P 05/20/2025 0 99999 7 -1") << true;
         QTest::newRow("usable password, long form")
-            << "first" << says("%s PS 2025-05-20 0 99999 7 -1 (Password set, SHA512 crypt.)")
-            << true;
+            << "first" << says("%s PS 2025-05-20 0 99999 7 -1 (Password set, SHA512 crypt.)") << true;
         QTest::newRow("no password") << "first" << says("%s NP 05/20/2025 0 99999 7 -1") << false;
         QTest::newRow("locked") << "first" << says("%s L 05/20/2025 0 99999 7 -1") << false;
-        QTest::newRow("locked, long form")
-            << "first" << says("%s LK 2025-05-20 (Password locked.)") << false;
+        QTest::newRow("locked, long form") << "first" << says("%s LK 2025-05-20 (Password locked.)") << false;
         QTest::newRow("service under /usr/lib/pam.d")
             << "second" << says("%s P 05/20/2025 0 99999 7 -1") << true;
-        QTest::newRow("service not installed")
-            << "" << says("%s P 05/20/2025 0 99999 7 -1") << false;
-        QTest::newRow("service not installed, status unknown")
-            << "" << QStringList{"/bin/false"} << false;
-        QTest::newRow("status fails: the stack decides")
-            << "first" << QStringList{"/bin/false"} << true;
-        QTest::newRow("no status program")
-            << "first" << QStringList{"/nonexistent/passwd", "-S"} << true;
+        QTest::newRow("service not installed") << "" << says("%s P 05/20/2025 0 99999 7 -1") << false;
+        QTest::newRow("service not installed, status unknown") << "" << QStringList{"/bin/false"} << false;
+        QTest::newRow("status fails: the stack decides") << "first" << QStringList{"/bin/false"} << true;
+        QTest::newRow("no status program") << "first" << QStringList{"/nonexistent/passwd", "-S"} << true;
         QTest::newRow("another account's status is not ours")
             << "first" << says("someone-else L 05/20/2025 0 99999 7 -1") << true;
         QTest::newRow("unknown status letter") << "first" << says("%s X 05/20/2025") << true;
@@ -346,7 +355,8 @@ private slots:
             << true;
     }
 
-    void canEvaluate() {
+    void canEvaluate()
+    {
         QFETCH(QString, installed);
         QFETCH(QStringList, status);
         QFETCH(bool, expected);

@@ -7,9 +7,9 @@
 #include "vaultbalance.h"
 
 #include <QElapsedTimer>
+#include <QFontInfo>
 #include <QJsonArray>
 #include <QQuickStyle>
-#include <QFontInfo>
 #include <QTest>
 
 using namespace std::chrono_literals;
@@ -18,26 +18,35 @@ namespace {
 
 QJsonObject quote(const QString &pair, double price, double bid, double ask)
 {
-    return {{"pair", pair}, {"price", price}, {"change", 1.234}, {"high", 66000}, {"low", 64000},
-            {"volume", 1234.5678}, {"bid", bid}, {"ask", ask},
+    return {{"pair", pair},
+            {"price", price},
+            {"change", 1.234},
+            {"high", 66000},
+            {"low", 64000},
+            {"volume", 1234.5678},
+            {"bid", bid},
+            {"ask", ask},
             {"time", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)}};
 }
 
 QJsonObject snapshot()
 {
-    return {{"quotes", QJsonArray{quote("BTC-USD", 65000, 64990, 65010), quote("ETH-USD", 3000, 2999.5, 3000.5),
-                                  quote("SOL-USD", 150, 149.9, 150.1)}}};
+    return {
+        {"quotes", QJsonArray{quote("BTC-USD", 65000, 64990, 65010), quote("ETH-USD", 3000, 2999.5, 3000.5),
+                              quote("SOL-USD", 150, 149.9, 150.1)}}};
 }
 
 // A service that signs the owner in at once and has a short history.
 void scriptOwner(TestService &service, const QJsonArray &history)
 {
-    service.onJson("/device/start", QJsonObject{{"id", "s1"}, {"code", "K7Q2"},
-                                                {"approvalUrl", service.origin() + "/portal/s1"}});
+    service.onJson(
+        "/device/start",
+        QJsonObject{{"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", service.origin() + "/portal/s1"}});
     const double expires = double(QDateTime::currentMSecsSinceEpoch() + 600000);
     service.onJson("/device/claim", QJsonObject{{"token", "t0k"}, {"expires", expires}});
     service.onJson("/device/status", QJsonObject{{"authenticated", true}});
-    service.onJson("/api/account", QJsonObject{{"owner", "0xowner"}, {"nativeBalance", 0.5}, {"tokenBalance", "12.5"}});
+    service.onJson("/api/account",
+                   QJsonObject{{"owner", "0xowner"}, {"nativeBalance", 0.5}, {"tokenBalance", "12.5"}});
     service.onJson("/api/history", history);
     service.onJson("/device/logout", QJsonObject{});
 }
@@ -65,10 +74,13 @@ private slots:
     {
         AppHarness app;
         app.service.on("/market-data", LoopbackHttp::json(snapshot()), 300ms);
-        app.service.onJson("/contest/status", QJsonObject{{"balanceUnits", "25000000"}, {"agentBudgetUnits", "1500000"}, {"active", true}});
+        app.service.onJson(
+            "/contest/status",
+            QJsonObject{{"balanceUnits", "25000000"}, {"agentBudgetUnits", "1500000"}, {"active", true}});
         QElapsedTimer clock;
         QHash<QString, qint64> arrived;
-        QObject::connect(&app.service, &TestService::received, [&](const QString &p) { arrived[p] = clock.elapsed(); });
+        QObject::connect(&app.service, &TestService::received,
+                         [&](const QString &p) { arrived[p] = clock.elapsed(); });
         clock.start();
         QVERIFY(app.show());
         QVERIFY(app.item("exploreButton"));
@@ -76,7 +88,8 @@ private slots:
         QTRY_COMPARE(app.workspace->balance()->balance(), QStringLiteral("25.00 kUSD"));
         QTest::qWait(100);
         QCOMPARE(paths(app.service), (QStringList{"/market-data", "/contest/status"}));
-        QVERIFY2(arrived["/contest/status"] >= arrived["/market-data"] + 250, "vault asked before the market answered");
+        QVERIFY2(arrived["/contest/status"] >= arrived["/market-data"] + 250,
+                 "vault asked before the market answered");
         QVERIFY(!app.workspace->entered());
     }
 
@@ -98,7 +111,8 @@ private slots:
     {
         QTest::addColumn<bool>("available");
         QTest::addColumn<QString>("message");
-        QTest::newRow("no passcode") << false << "Set a device passcode or biometrics before opening owner access.";
+        QTest::newRow("no passcode") << false
+                                     << "Set a device passcode or biometrics before opening owner access.";
         QTest::newRow("cancelled") << true << "Device verification was not completed.";
     }
 
@@ -113,7 +127,8 @@ private slots:
         QVERIFY(app.click("ownerButton"));
         QTRY_COMPARE(app.text("alertText"), message);
         // No prompt without a passcode; the reason text is the gate's own otherwise.
-        QCOMPARE(app.authenticator->reasons(), available ? QStringList{"Open your Kelvra owner portal"} : QStringList{});
+        QCOMPARE(app.authenticator->reasons(),
+                 available ? QStringList{"Open your Kelvra owner portal"} : QStringList{});
         QVERIFY(!app.workspace->entered());
         QVERIFY(app.item("exploreButton"));
 
@@ -127,8 +142,10 @@ private slots:
         AppHarness app;
         app.authenticator->queue(true);
         scriptOwner(app.service, {});
-        app.service.on("/device/start", LoopbackHttp::json(QJsonObject{{"id", "s1"}, {"code", "K7Q2"},
-                                                                       {"approvalUrl", app.service.origin() + "/portal/s1"}}),
+        app.service.on("/device/start",
+                       LoopbackHttp::json(QJsonObject{{"id", "s1"},
+                                                      {"code", "K7Q2"},
+                                                      {"approvalUrl", app.service.origin() + "/portal/s1"}}),
                        400ms);
         QVERIFY(app.show());
         QVERIFY(app.click("ownerButton"));
@@ -152,7 +169,9 @@ private slots:
         QVERIFY(app.show());
         QTRY_VERIFY(!app.workspace->balance()->property("status").toString().startsWith("Loading"));
         QCoro::waitFor(app.workspace->session()->start());
-        const auto loads = [&] { return app.service.count("/market-data") + app.service.count("/contest/status"); };
+        const auto loads = [&] {
+            return app.service.count("/market-data") + app.service.count("/contest/status");
+        };
         const qsizetype loadsBefore = loads();
 
         QTRY_VERIFY(app.service.count("/device/claim") >= 3);
@@ -250,15 +269,20 @@ private slots:
         QVERIFY(app.text("preview").startsWith("Paper buy"));
         QVERIFY(app.type("size", ""));
         QVERIFY(app.click("calculate"));
-        QTRY_COMPARE(app.text("preview"), QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100."));
+        QTRY_COMPARE(
+            app.text("preview"),
+            QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100."));
     }
 
     void accountByState()
     {
         AppHarness app;
-        const QJsonArray history{QJsonObject{{"id", "only"}},
-                                 QJsonObject{{"id", "p2"}, {"amount", "1.25"}, {"state", "settled"}, {"hash", ""},
-                                             {"created", "2025-05-01T12:34:56Z"}, {"reason", "Data feed"}}};
+        const QJsonArray history{QJsonObject{{"id", "only"}}, QJsonObject{{"id", "p2"},
+                                                                          {"amount", "1.25"},
+                                                                          {"state", "settled"},
+                                                                          {"hash", ""},
+                                                                          {"created", "2025-05-01T12:34:56Z"},
+                                                                          {"reason", "Data feed"}}};
         scriptOwner(app.service, history);
         app.service.onJson("/api/receipt/p2", QJsonObject{{"explanation", "A"}, {"limitation", "B"}});
         QVERIFY(app.show());
@@ -267,7 +291,8 @@ private slots:
 
         // Guest: the session, vault and project sections, no wallet, history or sign-out.
         QCOMPARE(app.text("sessionStatus"), QStringLiteral("Guest demo · no owner session"));
-        QVERIFY(!app.item("matchCode") && !app.item("walletSection") && !app.item("historySection") && !app.item("signOut"));
+        QVERIFY(!app.item("matchCode") && !app.item("walletSection") && !app.item("historySection")
+                && !app.item("signOut"));
         QVERIFY(app.item("vaultSection") && app.item("projectSection"));
 
         // Waiting for approval.
@@ -283,7 +308,8 @@ private slots:
         QCOMPARE(app.item("testEth")->property("value").toString(), QStringLiteral("—"));
         QCOMPARE(app.item("walletKusd")->property("value").toString(), QStringLiteral("12.5"));
         QCOMPARE(app.items("headline").size(), 2);
-        QCOMPARE(app.items("headline").at(0)->property("text").toString(), QStringLiteral("— kUSD · Unknown"));
+        QCOMPARE(app.items("headline").at(0)->property("text").toString(),
+                 QStringLiteral("— kUSD · Unknown"));
         QCOMPARE(app.items("date").at(0)->property("text").toString(), QStringLiteral("Date unavailable"));
         // Only the row with a hash, empty as it is, has the link and the verify button.
         QCOMPARE(app.items("explorerLink").size(), 1);

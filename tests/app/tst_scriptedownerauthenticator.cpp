@@ -11,7 +11,8 @@ Q_DECLARE_METATYPE(ScriptedOwnerAuthenticator::Delivery)
 
 namespace {
 
-struct Reply {
+struct Reply
+{
     std::atomic<int> count = 0;
     std::atomic<bool> authenticated = false;
     std::atomic<bool> onGuiThread = false;
@@ -19,13 +20,15 @@ struct Reply {
 
 } // namespace
 
-class TestScriptedOwnerAuthenticator : public QObject {
+class TestScriptedOwnerAuthenticator : public QObject
+{
     Q_OBJECT
 
 private slots:
     void init() { failOnAnyWarning(); }
 
-    void delivery_data() {
+    void delivery_data()
+    {
         using Delivery = ScriptedOwnerAuthenticator::Delivery;
         QTest::addColumn<Delivery>("delivery");
         QTest::addColumn<QList<bool>>("outcomes");
@@ -34,7 +37,8 @@ private slots:
         QTest::newRow("from a thread") << Delivery::Thread << QList<bool>{false, true, true};
     }
 
-    void delivery() {
+    void delivery()
+    {
         QFETCH(ScriptedOwnerAuthenticator::Delivery, delivery);
         QFETCH(QList<bool>, outcomes);
         const bool queued = delivery == ScriptedOwnerAuthenticator::Delivery::Queued;
@@ -71,7 +75,8 @@ private slots:
         }
     }
 
-    void heldUntilResolved() {
+    void heldUntilResolved()
+    {
         ScriptedOwnerAuthenticator authenticator;
         authenticator.setAvailable(false);
         auto context = authenticator.context();

@@ -20,24 +20,24 @@ const QString password = QStringLiteral("Owner-pass 7");
 
 // Run as the throwaway account: answers each question in turn, then cancels. The exit code
 // holds the outcome: bit 1 when canEvaluate() is false, bit 0 when not authenticated.
-int authenticateAsAccount(int argc, char **argv) {
+int authenticateAsAccount(int argc, char **argv)
+{
     QCoreApplication app(argc, argv);
     QStringList answers = qEnvironmentVariable(answersVariable).split(u'\n');
     PamOwnerAuthenticator authenticator;
-    QObject::connect(&authenticator, &OwnerAuthenticator::promptOpened, &app,
-                     [&answers](OwnerPrompt *prompt) {
-                         const auto respond = [prompt, &answers] {
-                             if (prompt->busy() || !prompt->open())
-                                 return;
-                             if (answers.isEmpty())
-                                 prompt->cancel();
-                             else
-                                 prompt->answer(answers.takeFirst());
-                         };
-                         QObject::connect(prompt, &OwnerPrompt::busyChanged, prompt, respond,
-                                          Qt::QueuedConnection);
-                         QMetaObject::invokeMethod(prompt, respond, Qt::QueuedConnection);
-                     });
+    QObject::connect(
+        &authenticator, &OwnerAuthenticator::promptOpened, &app, [&answers](OwnerPrompt *prompt) {
+            const auto respond = [prompt, &answers] {
+                if (prompt->busy() || !prompt->open())
+                    return;
+                if (answers.isEmpty())
+                    prompt->cancel();
+                else
+                    prompt->answer(answers.takeFirst());
+            };
+            QObject::connect(prompt, &OwnerPrompt::busyChanged, prompt, respond, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(prompt, respond, Qt::QueuedConnection);
+        });
     auto context = authenticator.context();
     const bool available = context->canEvaluate();
     bool authenticated = false;
@@ -49,7 +49,8 @@ int authenticateAsAccount(int argc, char **argv) {
     return (available ? 0 : 2) | (authenticated ? 0 : 1);
 }
 
-int run(const QString &program, const QStringList &arguments, const QByteArray &input = {}) {
+int run(const QString &program, const QStringList &arguments, const QByteArray &input = {})
+{
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.start(program, arguments);
@@ -61,7 +62,8 @@ int run(const QString &program, const QStringList &arguments, const QByteArray &
 
 } // namespace
 
-class TestSystemPam : public QObject {
+class TestSystemPam : public QObject
+{
     Q_OBJECT
 
     // Another checkout's run on this machine would share the service file.
@@ -70,7 +72,8 @@ class TestSystemPam : public QObject {
     bool m_installed = false;
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         m_lock.setStaleLockTime(0);
         QVERIFY(m_lock.tryLock(120000));
         QFile shipped(QStringLiteral(KELVRA_PAM_SERVICE_FILE));
@@ -86,13 +89,14 @@ private slots:
             m_installed = true;
             QCOMPARE(installed.write(content), content.size());
             installed.close();
-            QVERIFY(installed.setPermissions(QFile::ReadOwner | QFile::WriteOwner |
-                                             QFile::ReadGroup | QFile::ReadOther));
+            QVERIFY(installed.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup
+                                             | QFile::ReadOther));
         }
         QCOMPARE(run("useradd", {"-M", "-s", "/usr/sbin/nologin", m_account}), 0);
     }
 
-    void cleanupTestCase() {
+    void cleanupTestCase()
+    {
         run("userdel", {m_account});
         if (m_installed)
             QFile::remove(serviceFile);
@@ -100,7 +104,8 @@ private slots:
 
     void init() { failOnAnyWarning(); }
 
-    void account_data() {
+    void account_data()
+    {
         QTest::addColumn<QString>("state"); // "usable", "empty", "locked"
         QTest::addColumn<QStringList>("answers");
         QTest::addColumn<bool>("available");
@@ -111,12 +116,12 @@ private slots:
             << "usable" << QStringList{"owner-pass 7", password} << true << true;
         QTest::newRow("wrong three times")
             << "usable" << QStringList{"a", "b", "c", password} << true << false;
-        QTest::newRow("empty password is not enough")
-            << "empty" << QStringList{""} << false << false;
+        QTest::newRow("empty password is not enough") << "empty" << QStringList{""} << false << false;
         QTest::newRow("locked") << "locked" << QStringList{password} << false << false;
     }
 
-    void account() {
+    void account()
+    {
         QFETCH(QString, state);
         QFETCH(QStringList, answers);
         QCOMPARE(run("chpasswd", {}, (m_account + u':' + password + u'\n').toUtf8()), 0);
@@ -140,7 +145,8 @@ private slots:
     }
 };
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv)
+{
     if (qEnvironmentVariableIsSet(answersVariable))
         return authenticateAsAccount(argc, argv);
     if (geteuid() != 0)

@@ -1,6 +1,6 @@
 #include "markets.h"
-#include "regionformat.h"
 #include "quiet.h"
+#include "regionformat.h"
 #include "testservice.h"
 
 #include <QCoroTask>
@@ -16,8 +16,9 @@ namespace {
 
 QJsonObject row(const QString &pair, double price = 100)
 {
-    return {{"pair", pair}, {"price", price}, {"change", 1.5},   {"high", price + 1}, {"low", price - 1},
-            {"volume", 42}, {"bid", price - 0.5}, {"ask", price + 0.5}, {"time", "2025-05-01T12:34:56Z"}};
+    return {{"pair", pair},       {"price", price},     {"change", 1.5},
+            {"high", price + 1},  {"low", price - 1},   {"volume", 42},
+            {"bid", price - 0.5}, {"ask", price + 0.5}, {"time", "2025-05-01T12:34:56Z"}};
 }
 
 QJsonObject without(QJsonObject object, const QStringList &keys)
@@ -44,7 +45,6 @@ class TestMarkets : public QObject
     TestService service;
     QNetworkAccessManager client;
 
-
 private slots:
     void init() { failOnAnyWarning(); }
 
@@ -65,32 +65,34 @@ private slots:
 
         const QStringList three{"BTC-USD", "ETH-USD", "SOL-USD"};
         QTest::newRow("three valid rows") << 200 << snapshot(threeRows) << three;
-        QTest::newRow("reply order kept")
-            << 200 << snapshot({row("SOL-USD"), row("BTC-USD"), row("ETH-USD")})
-            << QStringList{"SOL-USD", "BTC-USD", "ETH-USD"};
+        QTest::newRow("reply order kept") << 200 << snapshot({row("SOL-USD"), row("BTC-USD"), row("ETH-USD")})
+                                          << QStringList{"SOL-USD", "BTC-USD", "ETH-USD"};
         QTest::newRow("any three pairs, duplicates too")
             << 200 << snapshot({row("X"), row("X"), row("DOGE-USD")}) << QStringList{"X", "X", "DOGE-USD"};
         QTest::newRow("four rows, one without time")
-            << 200 << snapshot({row("BTC-USD"), without(row("XRP-USD"), {"time"}), row("ETH-USD"), row("SOL-USD")})
+            << 200
+            << snapshot({row("BTC-USD"), without(row("XRP-USD"), {"time"}), row("ETH-USD"), row("SOL-USD")})
             << three;
         QTest::newRow("four rows, one without pair")
-            << 200 << snapshot({row("BTC-USD"), without(row("XRP-USD"), {"pair"}), row("ETH-USD"), row("SOL-USD")})
+            << 200
+            << snapshot({row("BTC-USD"), without(row("XRP-USD"), {"pair"}), row("ETH-USD"), row("SOL-USD")})
             << three;
-        QTest::newRow("four valid rows") << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), row("SOL-USD"), row("XRP-USD")})
-                                         << QStringList{};
+        QTest::newRow("four valid rows")
+            << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), row("SOL-USD"), row("XRP-USD")})
+            << QStringList{};
         QTest::newRow("two valid rows") << 200 << snapshot({row("BTC-USD"), row("ETH-USD")}) << QStringList{};
         QTest::newRow("price 0") << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), row("SOL-USD", 0)})
                                  << QStringList{};
-        QTest::newRow("negative price") << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), row("SOL-USD", -3)})
-                                        << QStringList{};
+        QTest::newRow("negative price")
+            << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), row("SOL-USD", -3)}) << QStringList{};
         QJsonObject stringPrice = row("SOL-USD");
         stringPrice["price"] = "150";
-        QTest::newRow("price as a string") << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), stringPrice})
-                                           << QStringList{};
+        QTest::newRow("price as a string")
+            << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), stringPrice}) << QStringList{};
         QJsonObject numericPair = row("SOL-USD");
         numericPair["pair"] = 7;
-        QTest::newRow("pair as a number") << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), numericPair})
-                                          << QStringList{};
+        QTest::newRow("pair as a number")
+            << 200 << snapshot({row("BTC-USD"), row("ETH-USD"), numericPair}) << QStringList{};
         QJsonArray withNumber = threeRows;
         withNumber.append(5);
         QTest::newRow("a number among the rows") << 200 << snapshot(withNumber) << QStringList{};
@@ -129,14 +131,16 @@ private slots:
         } else {
             const QString prefix = QStringLiteral("Coinbase Exchange · refreshed ");
             // The minute may turn over during the load.
-            QVERIFY2(markets.status() == prefix + shortTime(before) || markets.status() == prefix + shortTime(after),
+            QVERIFY2(markets.status() == prefix + shortTime(before)
+                         || markets.status() == prefix + shortTime(after),
                      qPrintable(markets.status()));
         }
     }
 
     void fallbacks()
     {
-        const QJsonObject bare = without(row("ETH-USD", 3000), {"change", "high", "low", "volume", "bid", "ask"});
+        const QJsonObject bare =
+            without(row("ETH-USD", 3000), {"change", "high", "low", "volume", "bid", "ask"});
         service.on("/market-data", {200, snapshot({row("BTC-USD"), bare, row("SOL-USD")})});
         Markets markets(&client, Service{service.origin()});
         QCoro::waitFor(markets.load());
@@ -151,8 +155,8 @@ private slots:
         QCOMPARE(q.change(), 0.0);
         QCOMPARE(q.volume(), 0.0);
         // No field is checked against another.
-        const QJsonObject crossed{{"pair", "X"}, {"price", 10}, {"bid", 12}, {"ask", 8}, {"low", 20},
-                                  {"high", 5}, {"time", "whenever"}};
+        const QJsonObject crossed{{"pair", "X"}, {"price", 10}, {"bid", 12},         {"ask", 8},
+                                  {"low", 20},   {"high", 5},   {"time", "whenever"}};
         service.on("/market-data", {200, snapshot({crossed, row("A"), row("B")})});
         QCoro::waitFor(markets.load());
         QCOMPARE(markets.quotes().size(), 3);

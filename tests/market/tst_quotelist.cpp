@@ -37,22 +37,46 @@ private slots:
         QTest::addColumn<QString>("query");
         QTest::addColumn<QString>("locale");
         QTest::addColumn<bool>("listed");
-        QTest::newRow("empty query") << "BTC-USD" << "" << "en_US" << true;
-        QTest::newRow("symbol, lower case") << "BTC-USD" << "btc" << "en_US" << true;
-        QTest::newRow("symbol, upper case") << "BTC-USD" << "BTC" << "en_US" << true;
-        QTest::newRow("name part") << "BTC-USD" << "coin" << "en_US" << true;
-        QTest::newRow("name and symbol") << "ETH-USD" << "eth" << "en_US" << true;
+        QTest::newRow("empty query") << "BTC-USD"
+                                     << ""
+                                     << "en_US" << true;
+        QTest::newRow("symbol, lower case") << "BTC-USD"
+                                            << "btc"
+                                            << "en_US" << true;
+        QTest::newRow("symbol, upper case") << "BTC-USD"
+                                            << "BTC"
+                                            << "en_US" << true;
+        QTest::newRow("name part") << "BTC-USD"
+                                   << "coin"
+                                   << "en_US" << true;
+        QTest::newRow("name and symbol") << "ETH-USD"
+                                         << "eth"
+                                         << "en_US" << true;
         // The pair is not searched as such...
-        QTest::newRow("quote asset of a catalogued pair") << "BTC-USD" << "USD" << "en_US" << false;
+        QTest::newRow("quote asset of a catalogued pair") << "BTC-USD"
+                                                          << "USD"
+                                                          << "en_US" << false;
         // ...but a pair outside the catalogue is its own name.
-        QTest::newRow("uncatalogued pair by name") << "DOGE-USD" << "usd" << "en_US" << true;
-        QTest::newRow("trailing blank kept") << "SOL-USD" << "sol " << "en_US" << false;
-        QTest::newRow("leading blank kept") << "SOL-USD" << " sol" << "en_US" << false;
+        QTest::newRow("uncatalogued pair by name") << "DOGE-USD"
+                                                   << "usd"
+                                                   << "en_US" << true;
+        QTest::newRow("trailing blank kept") << "SOL-USD"
+                                             << "sol "
+                                             << "en_US" << false;
+        QTest::newRow("leading blank kept") << "SOL-USD"
+                                            << " sol"
+                                            << "en_US" << false;
         QTest::newRow("accents not folded") << "ETH-USD" << QString::fromUtf8("éth") << "en_US" << false;
-        QTest::newRow("no match") << "SOL-USD" << "xrp" << "en_US" << false;
+        QTest::newRow("no match") << "SOL-USD"
+                                  << "xrp"
+                                  << "en_US" << false;
         // Case rules are the user's locale's: in Turkish, I lowers to a dotless ı.
-        QTest::newRow("dotless I, English") << "BTC-USD" << "BITCOIN" << "en_US" << true;
-        QTest::newRow("dotless I, Turkish") << "BTC-USD" << "BITCOIN" << "tr_TR" << false;
+        QTest::newRow("dotless I, English") << "BTC-USD"
+                                            << "BITCOIN"
+                                            << "en_US" << true;
+        QTest::newRow("dotless I, Turkish") << "BTC-USD"
+                                            << "BITCOIN"
+                                            << "tr_TR" << false;
         QTest::newRow("dotted İ, Turkish") << "BTC-USD" << QString::fromUtf8("BİTCOİN") << "tr_TR" << true;
     }
 
@@ -97,14 +121,16 @@ private slots:
         list.setMarket(&markets);
         QCOMPARE(list.rowCount(), 0);
 
-        service.onJson("/market-data", QJsonObject{{"quotes", QJsonArray{row("SOL-USD"), row("BTC-USD"), row("BTC-USD")}}});
+        service.onJson("/market-data",
+                       QJsonObject{{"quotes", QJsonArray{row("SOL-USD"), row("BTC-USD"), row("BTC-USD")}}});
         QSignalSpy count(&list, &QuoteList::countChanged);
         QCoro::waitFor(markets.load());
         QCOMPARE(list.rowCount(), 3);
         QCOMPARE(count.count(), 1);
         QCOMPARE(list.data(list.index(0), QuoteList::NameRole).toString(), QStringLiteral("Solana"));
         QCOMPARE(list.data(list.index(2), QuoteList::SymbolRole).toString(), QStringLiteral("BTC"));
-        QCOMPARE(list.data(list.index(0), QuoteList::ChangeRole).toString(), QString::fromUtf8("-0.50% · 24h"));
+        QCOMPARE(list.data(list.index(0), QuoteList::ChangeRole).toString(),
+                 QString::fromUtf8("-0.50% · 24h"));
         QVERIFY(!list.data(list.index(0), QuoteList::RisingRole).toBool());
         QCOMPARE(list.data(list.index(0), QuoteList::PriceRole).toString(), usd(64000.5));
 

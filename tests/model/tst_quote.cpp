@@ -12,16 +12,34 @@ private slots:
         QTest::addColumn<QString>("pair");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("symbol");
-        QTest::newRow("bitcoin") << "BTC-USD" << "Bitcoin" << "BTC";
-        QTest::newRow("ethereum") << "ETH-USD" << "Ethereum" << "ETH";
-        QTest::newRow("solana") << "SOL-USD" << "Solana" << "SOL";
+        QTest::newRow("bitcoin") << "BTC-USD"
+                                 << "Bitcoin"
+                                 << "BTC";
+        QTest::newRow("ethereum") << "ETH-USD"
+                                  << "Ethereum"
+                                  << "ETH";
+        QTest::newRow("solana") << "SOL-USD"
+                                << "Solana"
+                                << "SOL";
         // The catalogue lookup is exact and case-sensitive.
-        QTest::newRow("lower case") << "btc-usd" << "btc-usd" << "btc";
-        QTest::newRow("not catalogued") << "DOGE-USD" << "DOGE-USD" << "DOGE";
-        QTest::newRow("first dash only") << "BTC-USD-PERP" << "BTC-USD-PERP" << "BTC";
-        QTest::newRow("no dash") << "BTC" << "BTC" << "BTC";
-        QTest::newRow("leading dash") << "-USD" << "-USD" << "";
-        QTest::newRow("empty") << "" << "" << "";
+        QTest::newRow("lower case") << "btc-usd"
+                                    << "btc-usd"
+                                    << "btc";
+        QTest::newRow("not catalogued") << "DOGE-USD"
+                                        << "DOGE-USD"
+                                        << "DOGE";
+        QTest::newRow("first dash only") << "BTC-USD-PERP"
+                                         << "BTC-USD-PERP"
+                                         << "BTC";
+        QTest::newRow("no dash") << "BTC"
+                                 << "BTC"
+                                 << "BTC";
+        QTest::newRow("leading dash") << "-USD"
+                                      << "-USD"
+                                      << "";
+        QTest::newRow("empty") << ""
+                               << ""
+                               << "";
     }
 
     void derived()

@@ -10,30 +10,33 @@
 namespace {
 
 // One line per outcome, so a table can name what it expects.
-QString describe(const RequestResult &result) {
+QString describe(const RequestResult &result)
+{
     if (const auto *object = std::get_if<QJsonObject>(&result))
         return "ok " + QString::fromUtf8(QJsonDocument(*object).toJson(QJsonDocument::Compact));
     const RequestError &error = std::get<RequestError>(result);
     if (const auto *code = std::get_if<SessionError>(&error))
-        return QStringList{"badServerResponse", "userAuthenticationRequired", "badUrl"}.at(
-            int(*code));
+        return QStringList{"badServerResponse", "userAuthenticationRequired", "badUrl"}.at(int(*code));
     if (const auto *network = std::get_if<QNetworkReply::NetworkError>(&error))
         return "transport " + QString::number(*network);
     return "parse";
 }
 
 // Valid JSON of exactly `size` bytes.
-QByteArray padded(qsizetype size) {
+QByteArray padded(qsizetype size)
+{
     return R"({"p":")" + QByteArray(size - 8, 'x') + R"("})";
 }
 
-QString ok(const QByteArray &json) {
+QString ok(const QByteArray &json)
+{
     return "ok " + QString::fromUtf8(json);
 }
 
 } // namespace
 
-class TestOwnerClient : public QObject {
+class TestOwnerClient : public QObject
+{
     Q_OBJECT
 
     TestService service;
@@ -41,13 +44,13 @@ class TestOwnerClient : public QObject {
 private slots:
     void init() { failOnAnyWarning(); }
 
-    void outcome_data() {
+    void outcome_data()
+    {
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("expected");
 
-        const QByteArray typed =
-            R"({"a":[1,"x"],"b":false,"f":1.5,"n":1,"o":{"k":true},"s":"1","z":null})";
+        const QByteArray typed = R"({"a":[1,"x"],"b":false,"f":1.5,"n":1,"o":{"k":true},"s":"1","z":null})";
         QTest::newRow("200 object, types kept") << 200 << typed << ok(typed);
         QTest::newRow("202 like 200") << 202 << QByteArray(R"({"a":1})") << R"(ok {"a":1})";
         QTest::newRow("201") << 201 << QByteArray("{}") << "badServerResponse";
@@ -57,11 +60,9 @@ private slots:
         QTest::newRow("500") << 500 << QByteArray("{}") << "badServerResponse";
         QTest::newRow("401") << 401 << QByteArray("{}") << "userAuthenticationRequired";
         QTest::newRow("empty array wrapped") << 200 << QByteArray("[]") << R"(ok {"rows":[]})";
-        QTest::newRow("objects wrapped")
-            << 200 << QByteArray(R"([{"a":1}])") << R"(ok {"rows":[{"a":1}]})";
+        QTest::newRow("objects wrapped") << 200 << QByteArray(R"([{"a":1}])") << R"(ok {"rows":[{"a":1}]})";
         QTest::newRow("array of numbers") << 200 << QByteArray("[1]") << "badServerResponse";
-        QTest::newRow("object then number")
-            << 200 << QByteArray(R"([{"a":1},2])") << "badServerResponse";
+        QTest::newRow("object then number") << 200 << QByteArray(R"([{"a":1},2])") << "badServerResponse";
         QTest::newRow("empty body") << 200 << QByteArray() << "parse";
         QTest::newRow("bare number") << 200 << QByteArray("42") << "parse";
         QTest::newRow("bare string") << 200 << QByteArray(R"("x")") << "parse";
@@ -73,7 +74,8 @@ private slots:
         QTest::newRow("oversized 401") << 401 << padded(131072) << "badServerResponse";
     }
 
-    void outcome() {
+    void outcome()
+    {
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QString, expected);
@@ -85,7 +87,8 @@ private slots:
         QCOMPARE(service.count("/moved"), 0);
     }
 
-    void transportErrorPassesThrough() {
+    void transportErrorPassesThrough()
+    {
         OwnerClient refused(Service{QStringLiteral("http://127.0.0.1:1")});
         QCOMPARE(describe(QCoro::waitFor(refused.send("/x", Fields{}, "t"))),
                  "transport " + QString::number(QNetworkReply::ConnectionRefusedError));

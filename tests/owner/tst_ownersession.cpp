@@ -14,30 +14,32 @@ using Answers = QList<Answer>;
 namespace {
 
 constexpr double now = 1.75e12;
-const QString guest = "Guest demo · no owner session",
-              offline = "Connection unavailable. Retry when online.";
+const QString guest = "Guest demo · no owner session", offline = "Connection unavailable. Retry when online.";
 const QString checkFailed = "Unable to verify session or refresh account. Retry when online.";
 const QString proofFailed = "Receipt verification unavailable. No payment retried.";
 const QString pending = "Waiting for approval · match code K7Q2";
-const QString connected = "Owner connected · read-only until " +
-                          shortTime(QDateTime::fromMSecsSinceEpoch(qint64(now) + 1));
+const QString connected =
+    "Owner connected · read-only until " + shortTime(QDateTime::fromMSecsSinceEpoch(qint64(now) + 1));
 // The proof key made from the bytes 0, 1, ..., 31.
 const QByteArray challengeSent =
     R"({"challenge":"6c86c6aac5fb24bcf5d9939cb7d7d5645ce39418f449e03b262dd4fa14b4b92b"})";
 const QByteArray claimSent =
     R"({"id":"s1","verifier":"000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"})";
 
-bool countingBytes(std::span<std::uint8_t> bytes) {
+bool countingBytes(std::span<std::uint8_t> bytes)
+{
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = std::uint8_t(i);
     return true;
 }
 
-Answer json(const QJsonValue &value, int status = 200) {
+Answer json(const QJsonValue &value, int status = 200)
+{
     return LoopbackHttp::json(value, status);
 }
 
-Answer claim(const QString &token, double expires = now + 1) {
+Answer claim(const QString &token, double expires = now + 1)
+{
     return json(QJsonObject{{"token", token}, {"expires", expires}});
 }
 
@@ -49,36 +51,41 @@ const QStringList refresh{"/device/claim", "/device/status", "/api/account", "/a
 
 } // namespace
 
-class TestOwnerSession : public QObject {
+class TestOwnerSession : public QObject
+{
     Q_OBJECT
 
     std::unique_ptr<TestService> service;
 
-    std::unique_ptr<OwnerSession> session(OwnerSession::RandomSource random = countingBytes) {
+    std::unique_ptr<OwnerSession> session(OwnerSession::RandomSource random = countingBytes)
+    {
         auto made = std::make_unique<OwnerSession>(Service{service->origin(), 2s});
         made->setRandomSource(std::move(random));
         made->setClock([] { return now; });
         return made;
     }
     // A sign-in waiting for approval, with the match code K7Q2.
-    void startSignIn(OwnerSession &owner) {
-        service->onJson(
-            "/device/start",
-            QJsonObject{{"id", "s1"}, {"approvalUrl", service->origin()}, {"code", "K7Q2"}});
+    void startSignIn(OwnerSession &owner)
+    {
+        service->onJson("/device/start",
+                        QJsonObject{{"id", "s1"}, {"approvalUrl", service->origin()}, {"code", "K7Q2"}});
         QVERIFY(QCoro::waitFor(owner.start()));
     }
     // Connected with the account record and one history row.
-    void signIn(OwnerSession &owner, const QString &token = "tok") {
+    void signIn(OwnerSession &owner, const QString &token = "tok")
+    {
         startSignIn(owner);
         script({claim(token), authenticated, json(account), json(rows)});
         QCoro::waitFor(owner.check());
         QVERIFY(owner.connected() && owner.code().isEmpty());
     }
-    void script(const Answers &answers, std::chrono::milliseconds lastDelay = {}) {
+    void script(const Answers &answers, std::chrono::milliseconds lastDelay = {})
+    {
         for (qsizetype i = 0; i < answers.size(); ++i)
             service->on(refresh.at(i), answers.at(i), i == answers.size() - 1 ? lastDelay : 0ms);
     }
-    QStringList paths() const {
+    QStringList paths() const
+    {
         QStringList sent;
         for (const auto &seen : service->seen())
             sent.append(seen.path);
@@ -86,20 +93,21 @@ class TestOwnerSession : public QObject {
     }
 
 private slots:
-    void init() {
+    void init()
+    {
         failOnAnyWarning();
         service = std::make_unique<TestService>();
     }
 
-    void start_data() {
+    void start_data()
+    {
         QTest::addColumn<int>("status");
         QTest::addColumn<QJsonObject>("answer");
         QTest::addColumn<bool>("accepted");
 
         const auto row = [](const char *name, const QJsonValue &link, bool accepted,
                             const QJsonValue &id = "s1", int status = 200) {
-            QTest::newRow(name) << status
-                                << QJsonObject{{"id", id}, {"approvalUrl", link}, {"code", "K7Q2"}}
+            QTest::newRow(name) << status << QJsonObject{{"id", id}, {"approvalUrl", link}, {"code", "K7Q2"}}
                                 << accepted;
         };
         row("portal on the service", "{origin}/approve?s=1", true);
@@ -114,33 +122,29 @@ private slots:
         row("id a number", "{origin}", false, 1);
         row("500", "{origin}", false, "s1", 500);
         row("401", "{origin}", false, "s1", 401);
-        QTest::newRow("no code") << 200 << QJsonObject{{"id", "s1"}, {"approvalUrl", "{origin}"}}
-                                 << true;
+        QTest::newRow("no code") << 200 << QJsonObject{{"id", "s1"}, {"approvalUrl", "{origin}"}} << true;
         QTest::newRow("code a number")
             << 200 << QJsonObject{{"id", "s1"}, {"approvalUrl", "{origin}"}, {"code", 7}} << true;
     }
 
-    void start() {
+    void start()
+    {
         QFETCH(int, status);
         QFETCH(QJsonObject, answer);
         QFETCH(bool, accepted);
-        const QString link =
-            answer.value("approvalUrl").toString().replace("{origin}", service->origin());
+        const QString link = answer.value("approvalUrl").toString().replace("{origin}", service->origin());
         if (answer.value("approvalUrl").isString())
             answer["approvalUrl"] = link;
         service->on("/device/start", json(answer, status));
 
         auto owner = session();
-        QCOMPARE(QCoro::waitFor(owner->start()),
-                 accepted ? std::optional<QUrl>(link) : std::nullopt);
+        QCOMPARE(QCoro::waitFor(owner->start()), accepted ? std::optional<QUrl>(link) : std::nullopt);
         const auto sent = service->seen().constFirst();
-        QCOMPARE(sent.body + sent.header("Content-Type").value_or("-"),
-                 challengeSent + "application/json");
+        QCOMPARE(sent.body + sent.header("Content-Type").value_or("-"), challengeSent + "application/json");
         QCOMPARE(sent.header("Authorization"), std::nullopt);
         const QString code = accepted ? answer.value("code").toString() : QString();
         QCOMPARE(owner->code(), code);
-        QCOMPARE(owner->status(),
-                 accepted ? "Waiting for passkey approval · match code " + code : offline);
+        QCOMPARE(owner->status(), accepted ? "Waiting for passkey approval · match code " + code : offline);
         QCOMPARE(owner->generation(), status == 401 ? 1 : 0);
         // Only a started sign-in is claimed, with the verifier behind the challenge.
         service->onJson("/device/claim", QJsonObject{{"pending", true}});
@@ -149,7 +153,8 @@ private slots:
         QCOMPARE(service->seen().constLast().body, accepted ? claimSent : sent.body);
     }
 
-    void check_data() {
+    void check_data()
+    {
         QTest::addColumn<Answers>("answers"); // to the claim, status, account and history
         QTest::addColumn<QString>("status");
         QTest::addColumn<bool>("cleared");
@@ -166,14 +171,13 @@ private slots:
         };
         const Answer fail = json({}, 500), denied = json({}, 401);
         row("full refresh", refreshed(json(account), json(rows)), connected, false, account, rows);
-        row("rows under a rows key", refreshed(json(account), json(QJsonObject{{"rows", rows}})),
-            connected, false, account, rows);
-        row("history empty", refreshed(json(account), json(QJsonArray())), connected, false,
+        row("rows under a rows key", refreshed(json(account), json(QJsonObject{{"rows", rows}})), connected,
+            false, account, rows);
+        row("history empty", refreshed(json(account), json(QJsonArray())), connected, false, account);
+        row("rows not an array", refreshed(json(account), json(QJsonObject{{"rows", 5}})), connected, false,
             account);
-        row("rows not an array", refreshed(json(account), json(QJsonObject{{"rows", 5}})),
-            connected, false, account);
-        row("account as an array", refreshed(json(rows), json(rows)), connected, false,
-            {{"rows", rows}}, rows);
+        row("account as an array", refreshed(json(rows), json(rows)), connected, false, {{"rows", rows}},
+            rows);
         row("pending, token ignored",
             {json(QJsonObject{{"pending", true}, {"token", "t"}, {"expires", now + 1}})}, pending);
         row("empty token", {claim("")}, "Waiting for passkey approval · match code K7Q2");
@@ -191,7 +195,8 @@ private slots:
         row("history of numbers", refreshed(json(account), json(QJsonArray{1})), checkFailed);
     }
 
-    void check() {
+    void check()
+    {
         QFETCH(Answers, answers);
         QFETCH(QString, status);
         QFETCH(bool, cleared);
@@ -214,7 +219,8 @@ private slots:
             QCOMPARE(seen.header("Authorization"), QByteArray("Bearer t"));
     }
 
-    void verify_data() {
+    void verify_data()
+    {
         QTest::addColumn<QString>("id");
         QTest::addColumn<Answer>("answer");
         QTest::addColumn<bool>("sent");
@@ -222,8 +228,7 @@ private slots:
 
         const Answer ab = json(QJsonObject{{"explanation", "A"}, {"limitation", "B"}});
         QTest::newRow("explanation and limitation") << "p1" << ab << true << "A\nB";
-        QTest::newRow("empty answer")
-            << "p1" << json(QJsonObject{}) << true << "Receipt unavailable\n";
+        QTest::newRow("empty answer") << "p1" << json(QJsonObject{}) << true << "Receipt unavailable\n";
         QTest::newRow("explanation a number")
             << "p1" << json(QJsonObject{{"explanation", 5}, {"limitation", "B"}}) << true
             << "Receipt unavailable\nB";
@@ -236,7 +241,8 @@ private slots:
         QTest::newRow("broken escape") << "%zz" << ab << false << proofFailed;
     }
 
-    void verify() {
+    void verify()
+    {
         QFETCH(QString, id);
         QFETCH(Answer, answer);
         QFETCH(bool, sent);
@@ -255,7 +261,8 @@ private slots:
         QCOMPARE(owner->history(), denied ? QJsonArray() : rows);
     }
 
-    void logout_data() {
+    void logout_data()
+    {
         QTest::addColumn<bool>("signedIn");
         QTest::addColumn<bool>("reachable");
         QTest::newRow("signed in") << true << true;
@@ -263,7 +270,8 @@ private slots:
         QTest::newRow("sign-in waiting, no token") << false << true;
     }
 
-    void logout() {
+    void logout()
+    {
         QFETCH(bool, signedIn);
         QFETCH(bool, reachable);
         auto owner = session();
@@ -291,7 +299,8 @@ private slots:
         QCOMPARE(service->seen().constLast().path, "/device/logout");
     }
 
-    void staleResultsDropped_data() {
+    void staleResultsDropped_data()
+    {
         QTest::addColumn<int>("waiting");   // the request of the check that is still out
         QTest::addColumn<bool>("byLogout"); // else by a 401 on a receipt
         QTest::newRow("sign-out during the claim") << 0 << true;
@@ -299,14 +308,14 @@ private slots:
         QTest::newRow("401 elsewhere during the history") << 3 << false;
     }
 
-    void staleResultsDropped() {
+    void staleResultsDropped()
+    {
         QFETCH(int, waiting);
         QFETCH(bool, byLogout);
         auto owner = session();
         waiting == 0 ? startSignIn(*owner) : signIn(*owner);
         const QJsonArray fresh{QJsonObject{{"fresh", 1}}};
-        script(Answers{claim("new"), authenticated, json(fresh), json(fresh)}.mid(0, waiting + 1),
-               300ms);
+        script(Answers{claim("new"), authenticated, json(fresh), json(fresh)}.mid(0, waiting + 1), 300ms);
         service->onJson("/device/logout", QJsonObject{});
         service->onJson("/api/receipt/r", QJsonObject{}, 401);
         std::optional<QCoro::Task<>> other;
@@ -324,7 +333,8 @@ private slots:
                  QStringList{byLogout ? "/device/logout" : "/api/receipt/r"});
     }
 
-    void sequences() {
+    void sequences()
+    {
         // Nothing to claim or refresh: nothing is sent.
         auto owner = session([](std::span<std::uint8_t>) { return false; });
         QCoro::waitFor(owner->check());
@@ -346,8 +356,8 @@ private slots:
         QStringList bearers;
         for (const auto &seen : service->seen().mid(5))
             bearers.append(seen.header("Authorization").value_or("-"));
-        QCOMPARE(bearers, QStringList({"Bearer old", "Bearer old", "Bearer new", "Bearer new",
-                                       "Bearer new"}));
+        QCOMPARE(bearers,
+                 QStringList({"Bearer old", "Bearer old", "Bearer new", "Bearer new", "Bearer new"}));
 
         // A failed refresh empties the records and keeps the session.
         service->on("/api/history", json({}, 503));
@@ -356,12 +366,13 @@ private slots:
         QCOMPARE(owner->status(), checkFailed);
     }
 
-    void overlappingStarts() {
+    void overlappingStarts()
+    {
         // The first start is answered last: its identifier stays, with the second's verifier.
         service->on("/device/start", [this, n = 0](const TestService::Seen &) mutable {
-            return TestService::Reply{json(QJsonObject{{"id", ++n == 1 ? "first" : "second"},
-                                                       {"approvalUrl", service->origin()}}),
-                                      n == 1 ? 300ms : 0ms};
+            return TestService::Reply{
+                json(QJsonObject{{"id", ++n == 1 ? "first" : "second"}, {"approvalUrl", service->origin()}}),
+                n == 1 ? 300ms : 0ms};
         });
         auto owner = session();
         auto first = owner->start();
@@ -376,7 +387,8 @@ private slots:
                  R"({"id":"first","verifier":")" + QByteArray(64, 'f') + R"("})");
     }
 
-    void destroyedWhileWaiting() {
+    void destroyedWhileWaiting()
+    {
         auto owner = session();
         startSignIn(*owner);
         service->stall("/device/claim");

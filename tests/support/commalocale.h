@@ -9,10 +9,12 @@
 // For one scope, the C library reads and writes numbers as under a comma-decimal region, as a Qt
 // application's does once it has taken such a region from the environment. Texts that must not
 // follow the region are checked inside it even when the suite itself runs under "C".
-class CommaLocale {
+class CommaLocale
+{
 public:
     CommaLocale()
-        : m_saved(std::setlocale(LC_NUMERIC, nullptr)) {
+        : m_saved(std::setlocale(LC_NUMERIC, nullptr))
+    {
         std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
     }
     ~CommaLocale() { std::setlocale(LC_NUMERIC, m_saved.constData()); }
@@ -20,7 +22,8 @@ public:
     CommaLocale &operator=(const CommaLocale &) = delete;
 
     // False when the locale is not installed (Debian's locales-all provides it).
-    bool active() const {
+    bool active() const
+    {
         char text[8];
         std::snprintf(text, sizeof text, "%.1f", 1.5);
         return std::strcmp(text, "1,5") == 0;

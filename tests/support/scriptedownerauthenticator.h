@@ -11,7 +11,8 @@
 
 // Owner authentication as a test scripts it: whether the device can authenticate, what each
 // evaluation answers, and from where the answer comes. It records the reasons asked.
-class ScriptedOwnerAuthenticator : public OwnerAuthenticator {
+class ScriptedOwnerAuthenticator : public OwnerAuthenticator
+{
     Q_OBJECT
 
 public:

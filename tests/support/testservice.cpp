@@ -5,8 +5,7 @@ class TestService::Http : public LoopbackHttp
 public:
     explicit Http(TestService *owner)
         : m_owner(owner)
-    {
-    }
+    {}
 
 protected:
     void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) override

@@ -7,7 +7,8 @@
 
 namespace {
 
-QString newVerifier() {
+QString newVerifier()
+{
     QByteArray bytes(32, '\0');
     for (char &b : bytes)
         b = char(QRandomGenerator::global()->bounded(256));
@@ -16,17 +17,20 @@ QString newVerifier() {
 
 } // namespace
 
-QByteArray claimBody(const QString &id, const QString &verifier) {
+QByteArray claimBody(const QString &id, const QString &verifier)
+{
     return QJsonDocument(QJsonObject{{"id", id}, {"verifier", verifier}}).toJson();
 }
 
-bool isErrorReply(const Exchanged &reply) {
-    return reply.contentType.startsWith("application/json") &&
-           !reply.object().value("error").toString().isEmpty();
+bool isErrorReply(const Exchanged &reply)
+{
+    return reply.contentType.startsWith("application/json")
+           && !reply.object().value("error").toString().isEmpty();
 }
 
 std::unique_ptr<LocalService> running(std::chrono::milliseconds lifetime,
-                                      std::optional<qsizetype> historyBytes) {
+                                      std::optional<qsizetype> historyBytes)
+{
     OwnerRecords records(QDateTime::currentDateTimeUtc());
     if (historyBytes && !records.padHistory(*historyBytes))
         return nullptr;
@@ -35,23 +39,25 @@ std::unique_ptr<LocalService> running(std::chrono::milliseconds lifetime,
 }
 
 Exchanged ServiceClient::call(LocalService &service, const QByteArray &method, const QString &path,
-                              const QByteArray &body, const Headers &headers) {
+                              const QByteArray &body, const Headers &headers)
+{
     return open(QUrl(service.origin() + path), method, body, headers);
 }
 
 Exchanged ServiceClient::open(const QUrl &url, const QByteArray &method, const QByteArray &body,
-                              const Headers &headers) {
+                              const Headers &headers)
+{
     return QCoro::waitFor(exchange(&m_client, method, url, body, headers));
 }
 
-void ServiceClient::begin(LocalService &service, SignIn &signIn) {
+void ServiceClient::begin(LocalService &service, SignIn &signIn)
+{
     signIn.verifier = newVerifier();
     const QByteArray challenge =
         QCryptographicHash::hash(signIn.verifier.toLatin1(), QCryptographicHash::Sha256).toHex();
     const Exchanged started =
         call(service, "POST", "/device/start",
-             QJsonDocument(QJsonObject{{"challenge", QString::fromLatin1(challenge)}}).toJson(),
-             jsonType());
+             QJsonDocument(QJsonObject{{"challenge", QString::fromLatin1(challenge)}}).toJson(), jsonType());
     QCOMPARE(started.status, 200);
     const QJsonObject object = started.object();
     QVERIFY(object.value("id").isString() && object.value("code").isString());
@@ -65,13 +71,13 @@ void ServiceClient::begin(LocalService &service, SignIn &signIn) {
     QCOMPARE(signIn.approval.port(), int(service.port()));
 }
 
-void ServiceClient::decide(const SignIn &signIn, const QString &choice, Exchanged &answer) {
+void ServiceClient::decide(const SignIn &signIn, const QString &choice, Exchanged &answer)
+{
     const Exchanged page = open(signIn.approval);
     QCOMPARE(page.status, 200);
     QVERIFY(page.contentType.startsWith("text/html"));
     QVERIFY(page.body.contains(signIn.code.toLatin1()));
-    static const QRegularExpression form(
-        QStringLiteral(R"re(<form method="post" action="([^"]+)">)re"));
+    static const QRegularExpression form(QStringLiteral(R"re(<form method="post" action="([^"]+)">)re"));
     static const QRegularExpression button(
         QStringLiteral(R"re(<button type="submit" name="([^"]+)" value="([^"]+)">)re"));
     const QString html = QString::fromUtf8(page.body);
@@ -81,14 +87,15 @@ void ServiceClient::decide(const SignIn &signIn, const QString &choice, Exchange
     for (auto it = button.globalMatch(html); it.hasNext();) {
         const auto match = it.next();
         if (match.captured(2) == choice)
-            fields = QUrl::toPercentEncoding(match.captured(1)) + '=' +
-                     QUrl::toPercentEncoding(match.captured(2));
+            fields =
+                QUrl::toPercentEncoding(match.captured(1)) + '=' + QUrl::toPercentEncoding(match.captured(2));
     }
     QVERIFY2(!fields.isEmpty(), qPrintable(choice));
     answer = open(signIn.approval.resolved(QUrl(action.captured(1))), "POST", fields, formType());
 }
 
-void ServiceClient::signedIn(LocalService &service, QString &token, qint64 &expires) {
+void ServiceClient::signedIn(LocalService &service, QString &token, qint64 &expires)
+{
     SignIn signIn;
     begin(service, signIn);
     if (QTest::currentTestFailed())

@@ -18,13 +18,15 @@
 #include <memory>
 
 // One request to the local service, made as the app or a browser would, and what came back.
-struct Exchanged {
+struct Exchanged
+{
     int status = 0;
     QByteArray body;
     QByteArray contentType;
     QList<QNetworkReply::RawHeaderPair> headers;
 
-    QByteArray header(const QByteArray &name) const {
+    QByteArray header(const QByteArray &name) const
+    {
         for (const auto &[key, value] : headers) {
             if (key.compare(name, Qt::CaseInsensitive) == 0)
                 return value;
@@ -37,16 +39,15 @@ struct Exchanged {
 using Headers = QList<QPair<QByteArray, QByteArray>>;
 
 inline QCoro::Task<Exchanged> exchange(QNetworkAccessManager *client, QByteArray method, QUrl url,
-                                       QByteArray body = {}, Headers headers = {}) {
+                                       QByteArray body = {}, Headers headers = {})
+{
     QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                         QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setTransferTimeout(10000);
     for (const auto &[name, value] : headers)
         request.setRawHeader(name, value);
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(
-        client->sendCustomRequest(request, method, body),
-        [](QNetworkReply *r) { r->deleteLater(); });
+        client->sendCustomRequest(request, method, body), [](QNetworkReply *r) { r->deleteLater(); });
     co_await reply.get();
     Exchanged got;
     got.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -57,20 +58,24 @@ inline QCoro::Task<Exchanged> exchange(QNetworkAccessManager *client, QByteArray
     co_return got;
 }
 
-inline Headers jsonType() {
+inline Headers jsonType()
+{
     return {{"Content-Type", "application/json"}};
 }
 
-inline Headers bearer(const QString &token) {
+inline Headers bearer(const QString &token)
+{
     return {{"Authorization", "Bearer " + token.toLatin1()}};
 }
 
-inline Headers formType() {
+inline Headers formType()
+{
     return {{"Content-Type", "application/x-www-form-urlencoded"}};
 }
 
 // A device sign-in under way, as the app holds it.
-struct SignIn {
+struct SignIn
+{
     QString id;
     QString code;
     QString verifier;
@@ -80,13 +85,13 @@ struct SignIn {
 QByteArray claimBody(const QString &id, const QString &verifier);
 // A JSON error reply: {"error": "…"}.
 bool isErrorReply(const Exchanged &reply);
-std::unique_ptr<LocalService>
-running(std::chrono::milliseconds lifetime = std::chrono::seconds(900),
-        std::optional<qsizetype> historyBytes = std::nullopt);
+std::unique_ptr<LocalService> running(std::chrono::milliseconds lifetime = std::chrono::seconds(900),
+                                      std::optional<qsizetype> historyBytes = std::nullopt);
 
 // Talks to a local service as the app and the owner's browser do. The steps check what they
 // get with QVERIFY; a caller tests QTest::currentTestFailed() before it goes on.
-class ServiceClient {
+class ServiceClient
+{
 public:
     Exchanged call(LocalService &service, const QByteArray &method, const QString &path,
                    const QByteArray &body = {}, const Headers &headers = {});

@@ -17,26 +17,30 @@ const QStringList bearerPaths{"/device/status", "/api/account", "/api/history"};
 
 } // namespace
 
-class TestLocalService : public QObject {
+class TestLocalService : public QObject
+{
     Q_OBJECT
 
     ServiceClient client;
     std::unique_ptr<LocalService> shared;
 
     Exchanged call(LocalService &service, const QByteArray &method, const QString &path,
-                   const QByteArray &body = {}, const Headers &headers = {}) {
+                   const QByteArray &body = {}, const Headers &headers = {})
+    {
         return client.call(service, method, path, body, headers);
     }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         shared = running();
         QVERIFY(shared);
     }
 
     void init() { failOnAnyWarning(); }
 
-    void deviceFlow() {
+    void deviceFlow()
+    {
         LocalService &service = *shared;
         SignIn signIn;
         client.begin(service, signIn);
@@ -65,17 +69,13 @@ private slots:
         QVERIFY(session.value("expires").isDouble());
         const QString token = session.value("token").toString();
         const qint64 expires = qint64(session.value("expires").toDouble());
-        QVERIFY(expires >= before + 900'000 &&
-                expires <= QDateTime::currentMSecsSinceEpoch() + 900'000);
+        QVERIFY(expires >= before + 900'000 && expires <= QDateTime::currentMSecsSinceEpoch() + 900'000);
         QCOMPARE(call(service, "POST", "/device/claim", right, jsonType()).status, 409);
 
         QCOMPARE(call(service, "GET", "/device/status", {}, bearer(token)).object(),
                  QJsonObject({{"authenticated", true}}));
-        const QJsonObject account =
-            call(service, "GET", "/api/account", {}, bearer(token)).object();
-        QVERIFY(QRegularExpression("^0x[0-9a-f]{40}$")
-                    .match(account.value("owner").toString())
-                    .hasMatch());
+        const QJsonObject account = call(service, "GET", "/api/account", {}, bearer(token)).object();
+        QVERIFY(QRegularExpression("^0x[0-9a-f]{40}$").match(account.value("owner").toString()).hasMatch());
         QVERIFY(numberFromText(account.value("nativeBalance").toString()));
         QVERIFY(numberFromText(account.value("tokenBalance").toString()));
 
@@ -86,39 +86,35 @@ private slots:
         QVERIFY(rows.array().size() >= 3);
         for (const QJsonValue &value : rows.array()) {
             const QJsonObject row = value.toObject();
-            for (const char *key :
-                 {"id", "amount", "state", "recipient", "created", "hash", "reason"})
+            for (const char *key : {"id", "amount", "state", "recipient", "created", "hash", "reason"})
                 QVERIFY2(row.value(key).isString(), key);
             QVERIFY(stamp(row.value("created").toString()));
             QVERIFY(numberFromText(row.value("amount").toString()));
-            QVERIFY(QRegularExpression("^0x[0-9a-f]{64}$")
-                        .match(row.value("hash").toString())
-                        .hasMatch());
+            QVERIFY(QRegularExpression("^0x[0-9a-f]{64}$").match(row.value("hash").toString()).hasMatch());
             const QJsonObject receipt =
-                call(service, "GET", "/api/receipt/" + row.value("id").toString(), {},
-                     bearer(token))
+                call(service, "GET", "/api/receipt/" + row.value("id").toString(), {}, bearer(token))
                     .object();
             QVERIFY(!receipt.value("explanation").toString().isEmpty());
             QVERIFY(!receipt.value("limitation").toString().isEmpty());
         }
 
-        QCOMPARE(call(service, "POST", "/device/logout", "{}", bearer(token) + jsonType()).status,
-                 200);
+        QCOMPARE(call(service, "POST", "/device/logout", "{}", bearer(token) + jsonType()).status, 200);
         for (const QString &path :
              bearerPaths + QStringList{"/api/receipt/" + rows.array().first()["id"].toString()})
             QCOMPARE(call(service, "GET", path, {}, bearer(token)).status, 401);
-        QCOMPARE(call(service, "POST", "/device/logout", "{}", bearer(token) + jsonType()).status,
-                 401);
+        QCOMPARE(call(service, "POST", "/device/logout", "{}", bearer(token) + jsonType()).status, 401);
     }
 
-    void decision_data() {
+    void decision_data()
+    {
         QTest::addColumn<QString>("choice");
         QTest::addColumn<int>("claimStatus");
         QTest::newRow("approved") << "approve" << 200;
         QTest::newRow("denied") << "deny" << 403;
     }
 
-    void decision() {
+    void decision()
+    {
         QFETCH(QString, choice);
         QFETCH(int, claimStatus);
         SignIn signIn;
@@ -126,20 +122,19 @@ private slots:
         Exchanged answer;
         client.decide(signIn, choice, answer);
         QCOMPARE(answer.status, 200);
-        QCOMPARE(call(*shared, "POST", "/device/claim", claimBody(signIn.id, signIn.verifier),
-                      jsonType())
-                     .status,
-                 claimStatus);
+        QCOMPARE(
+            call(*shared, "POST", "/device/claim", claimBody(signIn.id, signIn.verifier), jsonType()).status,
+            claimStatus);
         // Decided once: the page offers no buttons, and a second decision is refused.
         const Exchanged page = client.open(signIn.approval);
         QCOMPARE(page.status, 200);
         QVERIFY(!page.body.contains("<form"));
-        const Exchanged again =
-            client.open(signIn.approval, "POST", "decision=approve", formType());
+        const Exchanged again = client.open(signIn.approval, "POST", "decision=approve", formType());
         QCOMPARE(again.status, 409);
     }
 
-    void expiredToken() {
+    void expiredToken()
+    {
         auto service = running(400ms);
         QVERIFY(service);
         QString token;
@@ -157,7 +152,8 @@ private slots:
         }
     }
 
-    void marketMoves() {
+    void marketMoves()
+    {
         std::optional<QList<Quote>> previous;
         for (int round = 0; round < 5; ++round) {
             const QDateTime before = QDateTime::currentDateTimeUtc();
@@ -172,8 +168,7 @@ private slots:
                 QVERIFY(q.bid() < q.price() && q.price() < q.ask());
                 QVERIFY(q.low() <= q.price() && q.price() <= q.high());
                 QVERIFY(q.volume() > 0);
-                QVERIFY2(QRegularExpression(R"(\.\d{3}Z$)").match(q.time()).hasMatch(),
-                         qPrintable(q.time()));
+                QVERIFY2(QRegularExpression(R"(\.\d{3}Z$)").match(q.time()).hasMatch(), qPrintable(q.time()));
                 const auto time = stamp(q.time());
                 QVERIFY(time);
                 QVERIFY(*time >= before.addMSecs(-1) && *time <= after);
@@ -184,14 +179,15 @@ private slots:
         }
     }
 
-    void vaultPermission() {
+    void vaultPermission()
+    {
         const auto status = [&] { return call(*shared, "GET", "/contest/status").object(); };
         QVERIFY(numberFromText(status().value("balanceUnits").toString()));
         QVERIFY(numberFromText(status().value("agentBudgetUnits").toString()));
         const Headers form{{"Content-Type", "application/x-www-form-urlencoded"}};
         for (const bool active : {false, true}) {
-            const Exchanged set = call(*shared, "POST", "/contest/permission",
-                                       active ? "active=true" : "active=false", form);
+            const Exchanged set =
+                call(*shared, "POST", "/contest/permission", active ? "active=true" : "active=false", form);
             QCOMPARE(set.status, 303);
             QCOMPARE(set.header("Location"), QByteArray("/demo.html"));
             QCOMPARE(status().value("active"), QJsonValue(active));
@@ -201,7 +197,8 @@ private slots:
         }
     }
 
-    void pages_data() {
+    void pages_data()
+    {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QByteArray>("mark");
         QTest::newRow("home") << "/" << QByteArray(R"(id="agent")");
@@ -209,7 +206,8 @@ private slots:
         QTest::newRow("competition") << "/competition.html" << QByteArray("/contest/status");
     }
 
-    void pages() {
+    void pages()
+    {
         QFETCH(QString, path);
         QFETCH(QByteArray, mark);
         const Exchanged page = call(*shared, "GET", path);

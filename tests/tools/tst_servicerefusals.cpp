@@ -11,7 +11,8 @@ enum class Auth { None, Live, Unknown, Basic };
 
 const QString goodChallenge(64, u'a');
 
-QByteArray jsonText(const QJsonObject &object) {
+QByteArray jsonText(const QJsonObject &object)
+{
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
@@ -19,7 +20,8 @@ QByteArray jsonText(const QJsonObject &object) {
 
 Q_DECLARE_METATYPE(Auth)
 
-class TestServiceRefusals : public QObject {
+class TestServiceRefusals : public QObject
+{
     Q_OBJECT
 
     ServiceClient client;
@@ -30,7 +32,8 @@ class TestServiceRefusals : public QObject {
     void stillServes() { QCOMPARE(client.call(*service, "GET", "/market-data").status, 200); }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         service = running();
         QVERIFY(service);
         qint64 expires = 0;
@@ -39,7 +42,8 @@ private slots:
 
     void init() { failOnAnyWarning(); }
 
-    void refused_data() {
+    void refused_data()
+    {
         QTest::addColumn<QByteArray>("method");
         QTest::addColumn<QString>("path"); // {id} stands for a sign-in waiting for its owner
         QTest::addColumn<QByteArray>("type");
@@ -50,33 +54,31 @@ private slots:
         const QByteArray json = "application/json";
         const QByteArray form = "application/x-www-form-urlencoded";
         const QByteArray none;
-        const auto add = [](const char *name, const char *method, const char *path,
-                            const QByteArray &type, const QByteArray &body, Auth auth, int status) {
-            QTest::newRow(name) << QByteArray(method) << QString::fromLatin1(path) << type << body
-                                << auth << status;
+        const auto add = [](const char *name, const char *method, const char *path, const QByteArray &type,
+                            const QByteArray &body, Auth auth, int status) {
+            QTest::newRow(name) << QByteArray(method) << QString::fromLatin1(path) << type << body << auth
+                                << status;
         };
         add("start: not JSON", "POST", "/device/start", json, "{challenge:", Auth::None, 400);
         add("start: array", "POST", "/device/start", json, "[]", Auth::None, 400);
         add("start: empty body", "POST", "/device/start", json, none, Auth::None, 400);
         add("start: no challenge", "POST", "/device/start", json, "{}", Auth::None, 400);
-        add("start: challenge a number", "POST", "/device/start", json,
-            jsonText({{"challenge", 12}}), Auth::None, 400);
+        add("start: challenge a number", "POST", "/device/start", json, jsonText({{"challenge", 12}}),
+            Auth::None, 400);
         add("start: upper-case challenge", "POST", "/device/start", json,
             jsonText({{"challenge", QString(64, u'A')}}), Auth::None, 400);
-        add("start: 63 digits", "POST", "/device/start", json,
-            jsonText({{"challenge", QString(63, u'a')}}), Auth::None, 400);
+        add("start: 63 digits", "POST", "/device/start", json, jsonText({{"challenge", QString(63, u'a')}}),
+            Auth::None, 400);
         add("start: sent as text", "POST", "/device/start", "text/plain",
             jsonText({{"challenge", goodChallenge}}), Auth::None, 415);
         add("start: over the cap", "POST", "/device/start", json,
-            jsonText({{"challenge", goodChallenge}, {"pad", QString(16 * 1024, u'x')}}), Auth::None,
-            413);
+            jsonText({{"challenge", goodChallenge}, {"pad", QString(16 * 1024, u'x')}}), Auth::None, 413);
         add("start: GET", "GET", "/device/start", none, none, Auth::None, 405);
-        add("claim: unknown id", "POST", "/device/claim", json,
-            claimBody("nobody", QString(64, u'0')), Auth::None, 404);
-        add("claim: id a number", "POST", "/device/claim", json,
-            jsonText({{"id", 5}, {"verifier", "abc"}}), Auth::None, 400);
-        add("claim: no verifier", "POST", "/device/claim", json, jsonText({{"id", "{id}"}}),
+        add("claim: unknown id", "POST", "/device/claim", json, claimBody("nobody", QString(64, u'0')),
+            Auth::None, 404);
+        add("claim: id a number", "POST", "/device/claim", json, jsonText({{"id", 5}, {"verifier", "abc"}}),
             Auth::None, 400);
+        add("claim: no verifier", "POST", "/device/claim", json, jsonText({{"id", "{id}"}}), Auth::None, 400);
         add("claim: verifier null", "POST", "/device/claim", json,
             jsonText({{"id", "{id}"}, {"verifier", QJsonValue::Null}}), Auth::None, 400);
         add("status: no token", "GET", "/device/status", none, none, Auth::None, 401);
@@ -90,24 +92,23 @@ private slots:
         add("logout: no token", "POST", "/device/logout", json, "{}", Auth::None, 401);
         add("logout: body not JSON", "POST", "/device/logout", json, "{", Auth::Live, 400);
         add("portal: unknown id", "GET", "/portal/nobody", none, none, Auth::None, 404);
-        add("portal: approve unknown id", "POST", "/portal/nobody", form, "decision=approve",
-            Auth::None, 404);
-        add("portal: odd decision", "POST", "/portal/{id}", form, "decision=maybe", Auth::None,
-            400);
+        add("portal: approve unknown id", "POST", "/portal/nobody", form, "decision=approve", Auth::None,
+            404);
+        add("portal: odd decision", "POST", "/portal/{id}", form, "decision=maybe", Auth::None, 400);
         add("portal: no decision", "POST", "/portal/{id}", form, "other=1", Auth::None, 400);
         add("portal: two decisions", "POST", "/portal/{id}", form, "decision=deny&decision=approve",
             Auth::None, 400);
-        add("portal: sent as JSON", "POST", "/portal/{id}", json,
-            jsonText({{"decision", "approve"}}), Auth::None, 415);
-        add("permission: odd value", "POST", "/contest/permission", form, "active=yes", Auth::None,
-            400);
+        add("portal: sent as JSON", "POST", "/portal/{id}", json, jsonText({{"decision", "approve"}}),
+            Auth::None, 415);
+        add("permission: odd value", "POST", "/contest/permission", form, "active=yes", Auth::None, 400);
         add("permission: GET", "GET", "/contest/permission", none, none, Auth::None, 405);
         add("market data: POST", "POST", "/market-data", json, "{}", Auth::None, 405);
         add("vault: DELETE", "DELETE", "/contest/status", none, none, Auth::None, 405);
         add("unknown path", "GET", "/device/nothing", none, none, Auth::None, 404);
     }
 
-    void refused() {
+    void refused()
+    {
         QFETCH(QByteArray, method);
         QFETCH(QString, path);
         QFETCH(QByteArray, type);
@@ -139,16 +140,17 @@ private slots:
         stillServes();
         // A refused request changes nothing: the waiting sign-in is still undecided, the
         // session still live.
-        QCOMPARE(client
-                     .call(*service, "POST", "/device/claim",
-                           claimBody(waiting.id, waiting.verifier), jsonType())
-                     .object(),
-                 QJsonObject({{"pending", true}}));
+        QCOMPARE(
+            client
+                .call(*service, "POST", "/device/claim", claimBody(waiting.id, waiting.verifier), jsonType())
+                .object(),
+            QJsonObject({{"pending", true}}));
         QCOMPARE(client.call(*service, "GET", "/device/status", {}, bearer(token)).status, 200);
     }
 
     // Requests no HTTP client library would send.
-    void raw_data() {
+    void raw_data()
+    {
         QTest::addColumn<QByteArray>("request");
         QTest::addColumn<QByteArray>("statusLine"); // empty: the connection is simply closed
         QTest::addColumn<QByteArray>("mark");       // in the answer
@@ -170,13 +172,13 @@ private slots:
         const QByteArray start = jsonText({{"challenge", goodChallenge}});
         QTest::newRow("start through localhost")
             << "POST /device/start HTTP/1.1\r\nHost: localhost:{port}\r\nContent-Type: "
-               "application/json\r\nContent-Length: " +
-                   QByteArray::number(start.size()) + "\r\n\r\n" + start
-            << QByteArray("HTTP/1.1 200")
-            << QByteArray("\"approvalUrl\":\"http://localhost:{port}/portal/");
+               "application/json\r\nContent-Length: "
+                   + QByteArray::number(start.size()) + "\r\n\r\n" + start
+            << QByteArray("HTTP/1.1 200") << QByteArray("\"approvalUrl\":\"http://localhost:{port}/portal/");
     }
 
-    void raw() {
+    void raw()
+    {
         QFETCH(QByteArray, request);
         QFETCH(QByteArray, statusLine);
         QFETCH(QByteArray, mark);
@@ -199,14 +201,16 @@ private slots:
         stillServes();
     }
 
-    void historyPadded_data() {
+    void historyPadded_data()
+    {
         QTest::addColumn<qsizetype>("bytes");
         QTest::newRow("a few kB") << qsizetype(5000);
         QTest::newRow("largest the app takes") << qsizetype(131071);
         QTest::newRow("a megabyte") << qsizetype(1 << 20);
     }
 
-    void historyPadded() {
+    void historyPadded()
+    {
         QFETCH(qsizetype, bytes);
         auto padded = running(std::chrono::seconds(900), bytes);
         QVERIFY(padded);
@@ -224,11 +228,11 @@ private slots:
             QVERIFY(row.isObject() && row["id"].isString() && row["created"].isString());
         // The stretched last payment is a payment like any other.
         const QString last = document.array().last()["id"].toString();
-        QCOMPARE(client.call(*padded, "GET", "/api/receipt/" + last, {}, bearer(session)).status,
-                 200);
+        QCOMPARE(client.call(*padded, "GET", "/api/receipt/" + last, {}, bearer(session)).status, 200);
     }
 
-    void historyTooSmall() {
+    void historyTooSmall()
+    {
         OwnerRecords records(QDateTime::currentDateTimeUtc());
         const QByteArray before = records.history();
         const qsizetype smallest = records.smallestPaddedHistory();

@@ -13,37 +13,42 @@ Q_DECLARE_METATYPE(PaperOrder)
 
 namespace {
 
-const QString invalid = QStringLiteral(
-    "Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
+const QString invalid =
+    QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
 const QString unavailable = QStringLiteral("Bid/ask unavailable.");
 const QString quoteTime = QStringLiteral("2025-05-01T12:34:56Z");
 const QDateTime quoteInstant = *stamp(quoteTime);
 // Ten seconds after the quote: fresh.
 const QDateTime now = quoteInstant.addSecs(10);
 
-Quote btc(double bid = 64990, double ask = 65010, const QString &time = quoteTime) {
+Quote btc(double bid = 64990, double ask = 65010, const QString &time = quoteTime)
+{
     return Quote(QStringLiteral("BTC-USD"), 65000, 1.2, 66000, 64000, 1234, bid, ask, time);
 }
 
-QString lines(const QStringList &list) {
+QString lines(const QStringList &list)
+{
     return list.join(u'\n');
 }
 
 } // namespace
 
-class TestPaperTrade : public QObject {
+class TestPaperTrade : public QObject
+{
     Q_OBJECT
 
 private slots:
     void init() { failOnAnyWarning(); }
 
-    void workedExamples_data() {
+    void workedExamples_data()
+    {
         QTest::addColumn<bool>("commaLocale");
         QTest::addColumn<PaperOrder>("order");
         QTest::addColumn<Quote>("quote");
         QTest::addColumn<QString>("preview");
 
-        struct Example {
+        struct Example
+        {
             const char *name;
             PaperOrder order;
             Quote quote;
@@ -53,8 +58,8 @@ private slots:
             {"buy BTC",
              {"100", "0.1", "0.5", "Buy"},
              btc(),
-             {"Paper buy", "Quantity: 0.00152904 BTC", "Assumed execution: $65335.05",
-              "Total cost: $100.00", "Value at −5% / +5%: $94.42 / $104.36"}},
+             {"Paper buy", "Quantity: 0.00152904 BTC", "Assumed execution: $65335.05", "Total cost: $100.00",
+              "Value at −5% / +5%: $94.42 / $104.36"}},
             {"sell BTC",
              {"100", "0.1", "0.5", "Sell"},
              btc(),
@@ -63,13 +68,13 @@ private slots:
             {"sell SOL",
              {"1000", "0.25", "1.5", "Sell"},
              Quote("SOL-USD", 150, 0, 150, 150, 0, 149.9, 150.1, quoteTime),
-             {"Paper sell", "Quantity: 6.67111408 SOL", "Assumed execution: $147.65",
-              "Net proceeds: $982.54", "Value at −5% / +5%: $950.63 / $1050.70"}},
+             {"Paper sell", "Quantity: 6.67111408 SOL", "Assumed execution: $147.65", "Net proceeds: $982.54",
+              "Value at −5% / +5%: $950.63 / $1050.70"}},
             {"buy ETH, no costs",
              {"250", "0", "0", "Buy"},
              Quote("ETH-USD", 3000, 0, 3000, 3000, 0, 2999.5, 3000.5, quoteTime),
-             {"Paper buy", "Quantity: 0.08331945 ETH", "Assumed execution: $3000.50",
-              "Total cost: $250.00", "Value at −5% / +5%: $237.46 / $262.46"}},
+             {"Paper buy", "Quantity: 0.08331945 ETH", "Assumed execution: $3000.50", "Total cost: $250.00",
+              "Value at −5% / +5%: $237.46 / $262.46"}},
             // Without fee and slippage a sell fills at the bid and returns its size.
             {"sell BTC, no costs",
              {"100", "0", "0", "Sell"},
@@ -92,7 +97,8 @@ private slots:
         }
     }
 
-    void workedExamples() {
+    void workedExamples()
+    {
         QFETCH(bool, commaLocale);
         QFETCH(PaperOrder, order);
         QFETCH(Quote, quote);
@@ -105,13 +111,13 @@ private slots:
         QCOMPARE(paperPreview(order, quote, now), preview);
     }
 
-    void inputs_data() {
+    void inputs_data()
+    {
         // Size, fee and slippage as typed.
         QTest::addColumn<QStringList>("typed");
         // Accepted inputs give the same preview as these; none: the inputs are refused.
         QTest::addColumn<QStringList>("sameAs");
-        const auto add = [](const char *name, const QStringList &typed,
-                            const QStringList &sameAs = {}) {
+        const auto add = [](const char *name, const QStringList &typed, const QStringList &sameAs = {}) {
             QTest::newRow(name) << typed << sameAs;
         };
         const QStringList plain{"100", "0.1", "0.5"};
@@ -146,7 +152,8 @@ private slots:
         add("-inf slippage", {"100", "0.1", "-inf"});
     }
 
-    void inputs() {
+    void inputs()
+    {
         QFETCH(QStringList, typed);
         QFETCH(QStringList, sameAs);
         for (const QString side : {"Buy", "Sell"}) {
@@ -155,19 +162,17 @@ private slots:
                 QCOMPARE(preview, invalid);
             } else {
                 QVERIFY2(preview.startsWith("Paper "), qPrintable(preview));
-                QCOMPARE(preview,
-                         paperPreview({sameAs[0], sameAs[1], sameAs[2], side}, btc(), now));
+                QCOMPARE(preview, paperPreview({sameAs[0], sameAs[1], sameAs[2], side}, btc(), now));
             }
         }
     }
 
-    void freshness_data() {
+    void freshness_data()
+    {
         QTest::addColumn<QString>("time");
         QTest::addColumn<bool>("fresh");
 
-        const auto at = [](qint64 msAgo) {
-            return now.addMSecs(-msAgo).toString(Qt::ISODateWithMs);
-        };
+        const auto at = [](qint64 msAgo) { return now.addMSecs(-msAgo).toString(Qt::ISODateWithMs); };
         QTest::newRow("now") << at(0) << true;
         QTest::newRow("120 s old") << at(120'000) << true;
         QTest::newRow("120.001 s old") << at(120'001) << false;
@@ -182,18 +187,19 @@ private slots:
         QTest::newRow("not a time") << "now" << false;
     }
 
-    void freshness() {
+    void freshness()
+    {
         QFETCH(QString, time);
         QFETCH(bool, fresh);
-        const QString preview =
-            paperPreview({"100", "0.1", "0.5", "Buy"}, btc(64990, 65010, time), now);
+        const QString preview = paperPreview({"100", "0.1", "0.5", "Buy"}, btc(64990, 65010, time), now);
         if (fresh)
             QVERIFY2(preview.startsWith("Paper buy\n"), qPrintable(preview));
         else
             QCOMPARE(preview, invalid);
     }
 
-    void referencePrice_data() {
+    void referencePrice_data()
+    {
         QTest::addColumn<QString>("side");
         QTest::addColumn<double>("bid");
         QTest::addColumn<double>("ask");
@@ -209,7 +215,8 @@ private slots:
         QTest::newRow("buy, NaN ask") << "Buy" << 64990.0 << nan << false;
     }
 
-    void referencePrice() {
+    void referencePrice()
+    {
         QFETCH(QString, side);
         QFETCH(double, bid);
         QFETCH(double, ask);
@@ -222,10 +229,10 @@ private slots:
     }
 
     // Bad inputs are reported before the price is looked at.
-    void invalidInputsComeFirst() {
+    void invalidInputsComeFirst()
+    {
         QCOMPARE(paperPreview({"0", "0.1", "0.5", "Buy"}, btc(64990, 0), now), invalid);
-        QCOMPARE(paperPreview({"100", "0.1", "0.5", "Buy"}, btc(64990, 0), now.addSecs(600)),
-                 invalid);
+        QCOMPARE(paperPreview({"100", "0.1", "0.5", "Buy"}, btc(64990, 0), now.addSecs(600)), invalid);
         QCOMPARE(paperPreview({"100", "0.1", "0.5", "Buy"}, std::nullopt, now), invalid);
     }
 };

@@ -17,28 +17,32 @@ namespace {
 
 const QString quoteTime = QStringLiteral("2025-05-01T12:34:56Z");
 const QDateTime fresh = stamp(quoteTime)->addSecs(10);
-const QString invalid = QStringLiteral(
-    "Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
+const QString invalid =
+    QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
 
-QJsonObject row(const QString &pair, double price, const QString &time = quoteTime) {
+QJsonObject row(const QString &pair, double price, const QString &time = quoteTime)
+{
     return {{"pair", pair}, {"price", price}, {"change", 0},      {"high", price}, {"low", price},
             {"volume", 0},  {"bid", price},   {"ask", price + 1}, {"time", time}};
 }
 
-QJsonObject snapshot(const QJsonArray &rows) {
+QJsonObject snapshot(const QJsonArray &rows)
+{
     return {{"quotes", rows}};
 }
 
 } // namespace
 
-class TestTradeScreen : public QObject {
+class TestTradeScreen : public QObject
+{
     Q_OBJECT
 
     TestService service;
     QNetworkAccessManager client;
 
     // A store that holds `rows`, loaded from the loopback service.
-    void load(Markets &markets, const QJsonArray &rows) {
+    void load(Markets &markets, const QJsonArray &rows)
+    {
         service.onJson("/market-data", snapshot(rows));
         QCoro::waitFor(markets.load());
     }
@@ -46,7 +50,8 @@ class TestTradeScreen : public QObject {
 private slots:
     void init() { failOnAnyWarning(); }
 
-    void startsWithDefaults() {
+    void startsWithDefaults()
+    {
         Markets markets(&client, Service{service.origin()});
         TradeScreen screen(&markets);
         QCOMPARE(screen.asset(), "BTC-USD");
@@ -61,12 +66,13 @@ private slots:
 
         QStringList options;
         for (const QVariant &option : screen.property("assetOptions").toList())
-            options << option.toMap().value("name").toString() + "=" +
-                           option.toMap().value("value").toString();
+            options << option.toMap().value("name").toString() + "="
+                           + option.toMap().value("value").toString();
         QCOMPARE(options, (QStringList{"Bitcoin=BTC-USD", "Ethereum=ETH-USD", "Solana=SOL-USD"}));
     }
 
-    void followsTheStore() {
+    void followsTheStore()
+    {
         Markets markets(&client, Service{service.origin()});
         TradeScreen screen(&markets);
         QSignalSpy snapshotChanged(&screen, &TradeScreen::snapshotChanged);
@@ -102,7 +108,8 @@ private slots:
         QVERIFY(!screen.property("hasQuote").toBool());
     }
 
-    void snapshotRows_data() {
+    void snapshotRows_data()
+    {
         QTest::addColumn<QJsonObject>("quote");
         QTest::addColumn<QStringList>("rows"); // change, low / high, bid / ask, spread, volume
 
@@ -110,16 +117,15 @@ private slots:
                                   {"ask", 65010},      {"low", 64000},        {"high", 66000},
                                   {"change", 1.234},   {"volume", 1234.5678}, {"time", quoteTime}};
         QTest::newRow("example") << example
-                                 << QStringList{"+1.23%", "$64000.00 / $66000.00",
-                                                "$64990.00 / $65010.00", "0.031%", "1234.57 BTC"};
+                                 << QStringList{"+1.23%", "$64000.00 / $66000.00", "$64990.00 / $65010.00",
+                                                "0.031%", "1234.57 BTC"};
         QJsonObject crossed = example;
         crossed["bid"] = 65010;
         crossed["ask"] = 64990;
         crossed["change"] = -1.25;
-        QTest::newRow("crossed, falling")
-            << crossed
-            << QStringList{"-1.25%", "$64000.00 / $66000.00", "$65010.00 / $64990.00", "0.000%",
-                           "1234.57 BTC"};
+        QTest::newRow("crossed, falling") << crossed
+                                          << QStringList{"-1.25%", "$64000.00 / $66000.00",
+                                                         "$65010.00 / $64990.00", "0.000%", "1234.57 BTC"};
         QJsonObject flat = example;
         flat["bid"] = 65000;
         flat["ask"] = 65000;
@@ -132,7 +138,8 @@ private slots:
                            "1234567.89 BTC"};
     }
 
-    void snapshotRows() {
+    void snapshotRows()
+    {
         QFETCH(QJsonObject, quote);
         QFETCH(QStringList, rows);
         Markets markets(&client, Service{service.origin()});
@@ -143,10 +150,9 @@ private slots:
         // Read by name, as the view does, and under a comma-decimal region too.
         CommaLocale comma;
         QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
-        const QStringList got{
-            screen.property("change").toString(), screen.property("lowHigh").toString(),
-            screen.property("bidAsk").toString(), screen.property("spread").toString(),
-            screen.property("volume").toString()};
+        const QStringList got{screen.property("change").toString(), screen.property("lowHigh").toString(),
+                              screen.property("bidAsk").toString(), screen.property("spread").toString(),
+                              screen.property("volume").toString()};
         QCOMPARE(got, rows);
         // Only these two follow the region.
         QCOMPARE(screen.property("lastTrade").toString(), usd(65000));
@@ -155,7 +161,8 @@ private slots:
                  time ? shortDateTime(*time) : QStringLiteral("Unavailable"));
     }
 
-    void previewWaitsForCalculate() {
+    void previewWaitsForCalculate()
+    {
         Markets markets(&client, Service{service.origin()});
         load(markets, {row("BTC-USD", 65000), row("ETH-USD", 3000), row("SOL-USD", 150)});
         TradeScreen screen(&markets);
@@ -189,8 +196,8 @@ private slots:
         QCOMPARE(screen.preview(), invalid);
         QCOMPARE(previewChanged.count(), 2);
 
-        load(markets, {row("BTC-USD", 65000), row("ETH-USD", 3000, now.toString(Qt::ISODate)),
-                       row("SOL-USD", 150)});
+        load(markets,
+             {row("BTC-USD", 65000), row("ETH-USD", 3000, now.toString(Qt::ISODate)), row("SOL-USD", 150)});
         screen.setSlippage("0");
         screen.calculate();
         QVERIFY2(screen.preview().startsWith("Paper sell\nQuantity: 0.08333333 ETH\n"),
@@ -198,7 +205,8 @@ private slots:
         QCOMPARE(clockReads, 3);
     }
 
-    void wallClockByDefault() {
+    void wallClockByDefault()
+    {
         const QString justNow = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
         Markets markets(&client, Service{service.origin()});
         load(markets, {row("BTC-USD", 65000, justNow), row("ETH-USD", 3000), row("SOL-USD", 150)});

@@ -23,10 +23,10 @@ const QString enabled = QStringLiteral("Permission enabled; expiry and limits st
 const QString revoked = QStringLiteral("Permission revoked · agent cannot spend");
 const QString unavailable = QStringLiteral("Balance unavailable. Refresh to retry.");
 
-const QJsonObject example{
-    {"balanceUnits", "25000000"}, {"agentBudgetUnits", "1500000"}, {"active", true}};
+const QJsonObject example{{"balanceUnits", "25000000"}, {"agentBudgetUnits", "1500000"}, {"active", true}};
 
-QJsonObject with(QJsonObject object, const QString &key, const QJsonValue &value) {
+QJsonObject with(QJsonObject object, const QString &key, const QJsonValue &value)
+{
     if (value.isUndefined())
         object.remove(key);
     else
@@ -34,17 +34,20 @@ QJsonObject with(QJsonObject object, const QString &key, const QJsonValue &value
     return object;
 }
 
-QByteArray body(const QJsonObject &object) {
+QByteArray body(const QJsonObject &object)
+{
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-QStringList fields(const VaultBalance &vault) {
+QStringList fields(const VaultBalance &vault)
+{
     return {vault.balance(), vault.budget(), vault.status()};
 }
 
 } // namespace
 
-class TestVaultBalance : public QObject {
+class TestVaultBalance : public QObject
+{
     Q_OBJECT
 
     TestService service;
@@ -53,24 +56,22 @@ class TestVaultBalance : public QObject {
 private slots:
     void init() { failOnAnyWarning(); }
 
-    void startsLoading() {
+    void startsLoading()
+    {
         VaultBalance vault(&client, Service{service.origin()});
         QCOMPARE(fields(vault), (QStringList{dash, dash, "Loading on-chain balance…"}));
         QCOMPARE(service.count(path), 0);
     }
 
-    void reply_data() {
+    void reply_data()
+    {
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QStringList>("shown");
 
         const QStringList failed{dash, dash, unavailable};
-        const auto balance = [](const QJsonValue &v) {
-            return body(with(example, "balanceUnits", v));
-        };
-        const auto budget = [](const QJsonValue &v) {
-            return body(with(example, "agentBudgetUnits", v));
-        };
+        const auto balance = [](const QJsonValue &v) { return body(with(example, "balanceUnits", v)); };
+        const auto budget = [](const QJsonValue &v) { return body(with(example, "agentBudgetUnits", v)); };
         const auto active = [](const QJsonValue &v) { return body(with(example, "active", v)); };
         const auto shows = [](const QString &figure, const QString &permission = enabled) {
             return QStringList{figure, "1.50 kUSD", permission};
@@ -80,10 +81,8 @@ private slots:
         QTest::newRow("inactive") << 200 << active(false) << shows("25.00 kUSD", revoked);
         QTest::newRow("active missing")
             << 200 << active(QJsonValue::Undefined) << shows("25.00 kUSD", revoked);
-        QTest::newRow("active null")
-            << 200 << active(QJsonValue::Null) << shows("25.00 kUSD", revoked);
-        QTest::newRow("active as a string")
-            << 200 << active("true") << shows("25.00 kUSD", revoked);
+        QTest::newRow("active null") << 200 << active(QJsonValue::Null) << shows("25.00 kUSD", revoked);
+        QTest::newRow("active as a string") << 200 << active("true") << shows("25.00 kUSD", revoked);
         QTest::newRow("active as 1") << 200 << active(1) << shows("25.00 kUSD", revoked);
         QTest::newRow("balance 0") << 200 << balance("0") << shows("0.00 kUSD");
         QTest::newRow("balance -0") << 200 << balance("-0") << shows("0.00 kUSD");
@@ -108,12 +107,12 @@ private slots:
         QTest::newRow("201") << 201 << body(example) << failed;
         QTest::newRow("404") << 404 << body(example) << failed;
         QTest::newRow("500") << 500 << body(example) << failed;
-        QTest::newRow("top-level array")
-            << 200 << QByteArray(R"([{"balanceUnits":"1"}])") << failed;
+        QTest::newRow("top-level array") << 200 << QByteArray(R"([{"balanceUnits":"1"}])") << failed;
         QTest::newRow("not JSON") << 200 << QByteArray("balance: 25") << failed;
     }
 
-    void reply() {
+    void reply()
+    {
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QStringList, shown);
@@ -128,13 +127,15 @@ private slots:
         QCOMPARE(service.seen(path).last().method, "GET");
     }
 
-    void fieldsChangeInOrder_data() {
+    void fieldsChangeInOrder_data()
+    {
         QTest::addColumn<int>("status");
         QTest::newRow("figures") << 200;
         QTest::newRow("unavailable") << 404;
     }
 
-    void fieldsChangeInOrder() {
+    void fieldsChangeInOrder()
+    {
         QFETCH(int, status);
         service.on(path, {status, body(example)});
         VaultBalance vault(&client, Service{service.origin()});
@@ -150,7 +151,8 @@ private slots:
         QCOMPARE(changes, (QStringList{"balance", "budget", "status"}));
     }
 
-    void recovers() {
+    void recovers()
+    {
         VaultBalance vault(&client, Service{service.origin(), 300ms});
         service.on(path, {200, body(example)});
         QCoro::waitFor(vault.load());
@@ -166,13 +168,15 @@ private slots:
         QCOMPARE(fields(vault), (QStringList{"25.00 kUSD", "1.50 kUSD", revoked}));
     }
 
-    void unreachable() {
+    void unreachable()
+    {
         VaultBalance vault(&client, Service{QStringLiteral("http://127.0.0.1:1")});
         QCoro::waitFor(vault.load());
         QCOMPARE(fields(vault), (QStringList{dash, dash, unavailable}));
     }
 
-    void lastReplyWins_data() {
+    void lastReplyWins_data()
+    {
         QTest::addColumn<int>("firstDelay");
         QTest::addColumn<int>("secondDelay");
         QTest::addColumn<QString>("balance");
@@ -180,18 +184,17 @@ private slots:
         QTest::newRow("second ends last") << 0 << 400 << "2.00 kUSD";
     }
 
-    void lastReplyWins() {
+    void lastReplyWins()
+    {
         QFETCH(int, firstDelay);
         QFETCH(int, secondDelay);
         QFETCH(QString, balance);
         int calls = 0;
         service.on(path, [&](const TestService::Seen &) {
             ++calls;
-            const QJsonObject reply =
-                with(example, "balanceUnits", calls == 1 ? "1000000" : "2000000");
-            return TestService::Reply{
-                {200, body(reply)},
-                std::chrono::milliseconds(calls == 1 ? firstDelay : secondDelay)};
+            const QJsonObject reply = with(example, "balanceUnits", calls == 1 ? "1000000" : "2000000");
+            return TestService::Reply{{200, body(reply)},
+                                      std::chrono::milliseconds(calls == 1 ? firstDelay : secondDelay)};
         });
         VaultBalance vault(&client, Service{service.origin()});
 
@@ -205,7 +208,8 @@ private slots:
         QCOMPARE(vault.balance(), balance);
     }
 
-    void goneWhileLoading() {
+    void goneWhileLoading()
+    {
         service.stall(path);
         auto vault = std::make_unique<VaultBalance>(&client, Service{service.origin()});
         auto task = vault->load();

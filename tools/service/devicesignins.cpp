@@ -7,7 +7,8 @@
 namespace {
 
 // Compares in time that does not depend on where the texts first differ.
-bool sameText(const QByteArray &a, const QByteArray &b) {
+bool sameText(const QByteArray &a, const QByteArray &b)
+{
     if (a.size() != b.size())
         return false;
     unsigned char difference = 0;
@@ -18,7 +19,8 @@ bool sameText(const QByteArray &a, const QByteArray &b) {
 
 } // namespace
 
-bool DeviceSignIns::isHexDigest(const QString &text) {
+bool DeviceSignIns::isHexDigest(const QString &text)
+{
     if (text.size() != 64)
         return false;
     for (const QChar c : text) {
@@ -28,7 +30,8 @@ bool DeviceSignIns::isHexDigest(const QString &text) {
     return true;
 }
 
-std::optional<DeviceSignIns::Started> DeviceSignIns::start(const QString &challenge, qint64 now) {
+std::optional<DeviceSignIns::Started> DeviceSignIns::start(const QString &challenge, qint64 now)
+{
     forgetLapsed(now);
     if (m_entries.size() >= capacity)
         return std::nullopt;
@@ -37,19 +40,22 @@ std::optional<DeviceSignIns::Started> DeviceSignIns::start(const QString &challe
     return started;
 }
 
-std::optional<DeviceSignIns::State> DeviceSignIns::state(const QString &id, qint64 now) {
+std::optional<DeviceSignIns::State> DeviceSignIns::state(const QString &id, qint64 now)
+{
     if (const Entry *entry = find(id, now))
         return entry->state;
     return std::nullopt;
 }
 
-std::optional<QString> DeviceSignIns::code(const QString &id, qint64 now) {
+std::optional<QString> DeviceSignIns::code(const QString &id, qint64 now)
+{
     if (const Entry *entry = find(id, now))
         return entry->code;
     return std::nullopt;
 }
 
-DeviceSignIns::Decision DeviceSignIns::decide(const QString &id, bool approve, qint64 now) {
+DeviceSignIns::Decision DeviceSignIns::decide(const QString &id, bool approve, qint64 now)
+{
     Entry *entry = find(id, now);
     if (!entry)
         return Decision::Unknown;
@@ -59,12 +65,12 @@ DeviceSignIns::Decision DeviceSignIns::decide(const QString &id, bool approve, q
     return Decision::Done;
 }
 
-DeviceSignIns::Claim DeviceSignIns::claim(const QString &id, const QString &verifier, qint64 now) {
+DeviceSignIns::Claim DeviceSignIns::claim(const QString &id, const QString &verifier, qint64 now)
+{
     Entry *entry = find(id, now);
     if (!entry)
         return Claim::Unknown;
-    const QByteArray digest =
-        QCryptographicHash::hash(verifier.toUtf8(), QCryptographicHash::Sha256).toHex();
+    const QByteArray digest = QCryptographicHash::hash(verifier.toUtf8(), QCryptographicHash::Sha256).toHex();
     if (!sameText(digest, entry->challenge.toLatin1()))
         return Claim::WrongVerifier;
     switch (entry->state) {
@@ -81,13 +87,14 @@ DeviceSignIns::Claim DeviceSignIns::claim(const QString &id, const QString &veri
     return Claim::Granted;
 }
 
-DeviceSignIns::Entry *DeviceSignIns::find(const QString &id, qint64 now) {
+DeviceSignIns::Entry *DeviceSignIns::find(const QString &id, qint64 now)
+{
     forgetLapsed(now);
     const auto it = m_entries.find(id);
     return it == m_entries.end() ? nullptr : &it.value();
 }
 
-void DeviceSignIns::forgetLapsed(qint64 now) {
-    m_entries.removeIf(
-        [now](const auto &item) { return now - item.value().started >= lifetime.count(); });
+void DeviceSignIns::forgetLapsed(qint64 now)
+{
+    m_entries.removeIf([now](const auto &item) { return now - item.value().started >= lifetime.count(); });
 }

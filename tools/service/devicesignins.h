@@ -10,13 +10,15 @@
 // gets an id and a match code; the owner approves or denies the sign-in on the portal; the app
 // then claims it once, with the id and the verifier itself. Times are milliseconds since the
 // epoch, handed in by the caller.
-class DeviceSignIns {
+class DeviceSignIns
+{
 public:
     enum class State { Pending, Approved, Denied, Claimed };
     enum class Decision { Done, Unknown, AlreadyDecided };
     enum class Claim { Pending, Granted, Unknown, WrongVerifier, Denied, AlreadyClaimed };
 
-    struct Started {
+    struct Started
+    {
         QString id;
         QString code;
     };
@@ -39,7 +41,8 @@ public:
     Claim claim(const QString &id, const QString &verifier, qint64 now);
 
 private:
-    struct Entry {
+    struct Entry
+    {
         QString challenge;
         QString code;
         State state = State::Pending;

@@ -10,7 +10,8 @@ using Method = QHttpServerRequest::Method;
 
 namespace {
 
-QByteArray methodName(Method method) {
+QByteArray methodName(Method method)
+{
     return method == Method::Post ? QByteArrayLiteral("POST") : QByteArrayLiteral("GET");
 }
 
@@ -18,7 +19,8 @@ QByteArray methodName(Method method) {
 const QString vaultBalanceUnits = QStringLiteral("25000000");
 const QString agentBudgetUnits = QStringLiteral("1500000");
 
-PortalView portalView(DeviceSignIns::State state) {
+PortalView portalView(DeviceSignIns::State state)
+{
     switch (state) {
     case DeviceSignIns::State::Pending:
         break;
@@ -62,14 +64,16 @@ LocalService::LocalService(OwnerRecords records, std::chrono::milliseconds token
     setBodyLimit(bodyLimit);
 }
 
-void LocalService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+void LocalService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder)
+{
     Answer answer = dispatch(request);
     if (request.method() == Method::Head)
         answer.body.clear();
     send(std::move(responder), answer);
 }
 
-LoopbackHttp::Answer LocalService::dispatch(const QHttpServerRequest &request) {
+LoopbackHttp::Answer LocalService::dispatch(const QHttpServerRequest &request)
+{
     const auto origin = requestOrigin(request, port());
     if (const Answer *refusal = std::get_if<Answer>(&origin))
         return *refusal;
@@ -92,8 +96,7 @@ LoopbackHttp::Answer LocalService::dispatch(const QHttpServerRequest &request) {
                 return refusal;
             }
         }
-        const Call call{request, std::get<QString>(origin),
-                        prefix ? path.mid(route.path.size()) : QString(),
+        const Call call{request, std::get<QString>(origin), prefix ? path.mid(route.path.size()) : QString(),
                         QDateTime::currentMSecsSinceEpoch()};
         return (this->*route.handler)(call);
     }
@@ -104,29 +107,35 @@ LoopbackHttp::Answer LocalService::dispatch(const QHttpServerRequest &request) {
     return refusal;
 }
 
-LoopbackHttp::Answer LocalService::home(const Call &) {
+LoopbackHttp::Answer LocalService::home(const Call &)
+{
     return html(homePage());
 }
 
-LoopbackHttp::Answer LocalService::demo(const Call &) {
+LoopbackHttp::Answer LocalService::demo(const Call &)
+{
     return html(demoPage(m_agentActive));
 }
 
-LoopbackHttp::Answer LocalService::competition(const Call &) {
+LoopbackHttp::Answer LocalService::competition(const Call &)
+{
     return html(competitionPage());
 }
 
-LoopbackHttp::Answer LocalService::marketData(const Call &) {
+LoopbackHttp::Answer LocalService::marketData(const Call &)
+{
     return json(m_market.next(QDateTime::currentDateTimeUtc()));
 }
 
-LoopbackHttp::Answer LocalService::contestStatus(const Call &) {
+LoopbackHttp::Answer LocalService::contestStatus(const Call &)
+{
     return json(QJsonObject{{QStringLiteral("balanceUnits"), vaultBalanceUnits},
                             {QStringLiteral("agentBudgetUnits"), agentBudgetUnits},
                             {QStringLiteral("active"), m_agentActive}});
 }
 
-LoopbackHttp::Answer LocalService::setPermission(const Call &call) {
+LoopbackHttp::Answer LocalService::setPermission(const Call &call)
+{
     const auto active = formField(call.request, QStringLiteral("active"));
     if (const Answer *refusal = std::get_if<Answer>(&active))
         return *refusal;
@@ -140,7 +149,8 @@ LoopbackHttp::Answer LocalService::setPermission(const Call &call) {
     return answer;
 }
 
-LoopbackHttp::Answer LocalService::startSignIn(const Call &call) {
+LoopbackHttp::Answer LocalService::startSignIn(const Call &call)
+{
     const auto body = jsonBody(call.request);
     if (const Answer *refusal = std::get_if<Answer>(&body))
         return *refusal;
@@ -153,13 +163,14 @@ LoopbackHttp::Answer LocalService::startSignIn(const Call &call) {
     const auto started = m_signIns.start(std::get<QString>(challenge), call.now);
     if (!started)
         return error(429, QStringLiteral("too many sign-ins are waiting; try again later"));
-    return json(QJsonObject{
-        {QStringLiteral("id"), started->id},
-        {QStringLiteral("code"), started->code},
-        {QStringLiteral("approvalUrl"), call.origin + QStringLiteral("/portal/") + started->id}});
+    return json(
+        QJsonObject{{QStringLiteral("id"), started->id},
+                    {QStringLiteral("code"), started->code},
+                    {QStringLiteral("approvalUrl"), call.origin + QStringLiteral("/portal/") + started->id}});
 }
 
-LoopbackHttp::Answer LocalService::claimSignIn(const Call &call) {
+LoopbackHttp::Answer LocalService::claimSignIn(const Call &call)
+{
     const auto body = jsonBody(call.request);
     if (const Answer *refusal = std::get_if<Answer>(&body))
         return *refusal;
@@ -192,15 +203,17 @@ LoopbackHttp::Answer LocalService::claimSignIn(const Call &call) {
     return answer;
 }
 
-LoopbackHttp::Answer LocalService::portal(const Call &call) {
+LoopbackHttp::Answer LocalService::portal(const Call &call)
+{
     const auto state = m_signIns.state(call.tail, call.now);
     if (!state)
         return error(404, QStringLiteral("no such sign-in, or it has lapsed"));
-    return html(portalPage(call.tail, m_signIns.code(call.tail, call.now).value_or(QString()),
-                           portalView(*state)));
+    return html(
+        portalPage(call.tail, m_signIns.code(call.tail, call.now).value_or(QString()), portalView(*state)));
 }
 
-LoopbackHttp::Answer LocalService::decide(const Call &call) {
+LoopbackHttp::Answer LocalService::decide(const Call &call)
+{
     const auto decision = formField(call.request, QStringLiteral("decision"));
     if (const Answer *refusal = std::get_if<Answer>(&decision))
         return *refusal;
@@ -219,11 +232,13 @@ LoopbackHttp::Answer LocalService::decide(const Call &call) {
     return html(portalPage(call.tail, {}, approve ? PortalView::Approved : PortalView::Denied));
 }
 
-LoopbackHttp::Answer LocalService::sessionStatus(const Call &) {
+LoopbackHttp::Answer LocalService::sessionStatus(const Call &)
+{
     return json(QJsonObject{{QStringLiteral("authenticated"), true}});
 }
 
-LoopbackHttp::Answer LocalService::logout(const Call &call) {
+LoopbackHttp::Answer LocalService::logout(const Call &call)
+{
     // The body carries nothing, but what is sent must still be well formed.
     if (!call.request.body().isEmpty()) {
         const auto body = jsonBody(call.request);
@@ -234,22 +249,26 @@ LoopbackHttp::Answer LocalService::logout(const Call &call) {
     return json(QJsonObject{{QStringLiteral("signedOut"), true}});
 }
 
-LoopbackHttp::Answer LocalService::account(const Call &) {
+LoopbackHttp::Answer LocalService::account(const Call &)
+{
     return json(m_records.account());
 }
 
-LoopbackHttp::Answer LocalService::history(const Call &) {
+LoopbackHttp::Answer LocalService::history(const Call &)
+{
     return Answer{200, m_records.history()};
 }
 
-LoopbackHttp::Answer LocalService::receipt(const Call &call) {
+LoopbackHttp::Answer LocalService::receipt(const Call &call)
+{
     const auto receipt = m_records.receipt(call.tail);
     if (!receipt)
         return error(404, QStringLiteral("no payment with this id"));
     return json(*receipt);
 }
 
-LoopbackHttp::Answer LocalService::html(const QByteArray &page, int status) {
+LoopbackHttp::Answer LocalService::html(const QByteArray &page, int status)
+{
     Answer answer{status, page, "text/html; charset=utf-8"};
     // The portal's buttons must not be clickable from inside another site's frame.
     answer.headers.emplaceBack("Content-Security-Policy",

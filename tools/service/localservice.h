@@ -14,13 +14,13 @@
 // The Kelvra service on the loopback interface: market quotes, the vault's status, device
 // sign-in through a portal page, and the owner's account, history and receipts behind a bearer
 // token. Everything lives in memory and is gone when the service stops.
-class LocalService : public LoopbackHttp {
+class LocalService : public LoopbackHttp
+{
 public:
     // Requests with a longer body are refused.
     static constexpr qsizetype bodyLimit = 16 * 1024;
 
-    LocalService(OwnerRecords records, std::chrono::milliseconds tokenLifetime,
-                 QObject *parent = nullptr);
+    LocalService(OwnerRecords records, std::chrono::milliseconds tokenLifetime, QObject *parent = nullptr);
 
     // Whether the agent may spend from the vault; the demo page switches it.
     bool agentActive() const { return m_agentActive; }
@@ -29,14 +29,16 @@ protected:
     void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) override;
 
 private:
-    struct Call {
+    struct Call
+    {
         const QHttpServerRequest &request;
         QString origin; // as the client reached us
         QString tail;   // the path after a route's prefix
         qint64 now;     // milliseconds since the epoch
     };
     using Handler = Answer (LocalService::*)(const Call &);
-    struct Route {
+    struct Route
+    {
         QString path; // a path, or a prefix when it ends in "/"
         QHttpServerRequest::Method method;
         bool bearer; // needs a live session's token

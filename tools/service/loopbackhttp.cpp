@@ -10,19 +10,22 @@
 #include <memory>
 
 LoopbackHttp::LoopbackHttp(QObject *parent)
-    : QAbstractHttpServer(parent) {
-}
+    : QAbstractHttpServer(parent)
+{}
 
-bool LoopbackHttp::start(quint16 port) {
+bool LoopbackHttp::start(quint16 port)
+{
     m_port = listen(QHostAddress::LocalHost, port);
     return m_port != 0;
 }
 
-QString LoopbackHttp::origin() const {
+QString LoopbackHttp::origin() const
+{
     return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
 }
 
-LoopbackHttp::Answer LoopbackHttp::json(const QJsonValue &value, int status) {
+LoopbackHttp::Answer LoopbackHttp::json(const QJsonValue &value, int status)
+{
     Answer answer;
     answer.status = status;
     if (value.isArray())
@@ -32,11 +35,13 @@ LoopbackHttp::Answer LoopbackHttp::json(const QJsonValue &value, int status) {
     return answer;
 }
 
-LoopbackHttp::Answer LoopbackHttp::error(int status, const QString &message) {
+LoopbackHttp::Answer LoopbackHttp::error(int status, const QString &message)
+{
     return json(QJsonObject{{QStringLiteral("error"), message}}, status);
 }
 
-void LoopbackHttp::send(QHttpServerResponder &&responder, const Answer &answer) {
+void LoopbackHttp::send(QHttpServerResponder &&responder, const Answer &answer)
+{
     QHttpServerResponse response(answer.contentType, answer.body,
                                  static_cast<QHttpServerResponder::StatusCode>(answer.status));
     for (const auto &[name, value] : answer.headers)
@@ -44,14 +49,14 @@ void LoopbackHttp::send(QHttpServerResponder &&responder, const Answer &answer) 
     response.write(std::move(responder));
 }
 
-void LoopbackHttp::sendLater(QHttpServerResponder &&responder, Answer answer,
-                             std::chrono::milliseconds delay) {
+void LoopbackHttp::sendLater(QHttpServerResponder &&responder, Answer answer, std::chrono::milliseconds delay)
+{
     auto held = std::make_shared<QHttpServerResponder>(std::move(responder));
-    QTimer::singleShot(delay, this,
-                       [held, answer = std::move(answer)] { send(std::move(*held), answer); });
+    QTimer::singleShot(delay, this, [held, answer = std::move(answer)] { send(std::move(*held), answer); });
 }
 
-bool LoopbackHttp::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) {
+bool LoopbackHttp::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
+{
     if (m_bodyLimit > 0 && request.body().size() > m_bodyLimit) {
         send(makeResponder(request, socket),
              error(413, QStringLiteral("request body over %1 bytes").arg(m_bodyLimit)));
@@ -61,6 +66,7 @@ bool LoopbackHttp::handleRequest(const QHttpServerRequest &request, QTcpSocket *
     return true;
 }
 
-void LoopbackHttp::missingHandler(const QHttpServerRequest &, QTcpSocket *) {
+void LoopbackHttp::missingHandler(const QHttpServerRequest &, QTcpSocket *)
+{
     // Never reached: handleRequest takes every request.
 }

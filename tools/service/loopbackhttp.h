@@ -13,9 +13,11 @@
 
 // An HTTP server on the loopback interface that hands every request, whatever its path, to one
 // function. The local Kelvra service and the scriptable service of the tests both stand on it.
-class LoopbackHttp : public QAbstractHttpServer {
+class LoopbackHttp : public QAbstractHttpServer
+{
 public:
-    struct Answer {
+    struct Answer
+    {
         int status = 200;
         QByteArray body;
         QByteArray contentType = "application/json";
@@ -39,8 +41,7 @@ public:
     static Answer error(int status, const QString &message);
     static void send(QHttpServerResponder &&responder, const Answer &answer);
     // Sends the answer after `delay`, leaving the server free to serve others meanwhile.
-    void sendLater(QHttpServerResponder &&responder, Answer answer,
-                   std::chrono::milliseconds delay);
+    void sendLater(QHttpServerResponder &&responder, Answer answer, std::chrono::milliseconds delay);
 
 protected:
     virtual void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) = 0;

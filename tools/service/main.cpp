@@ -17,7 +17,8 @@ constexpr qint64 longestLifetime = 7 * 24 * 3600;
 constexpr qint64 largestHistory = 64 * 1024 * 1024;
 
 // The whole text as a whole number within [low, high].
-std::optional<qint64> wholeNumber(const QString &text, qint64 low, qint64 high) {
+std::optional<qint64> wholeNumber(const QString &text, qint64 low, qint64 high)
+{
     bool ok = false;
     const qint64 value = text.toLongLong(&ok);
     if (!ok || value < low || value > high || text.trimmed() != text)
@@ -25,14 +26,16 @@ std::optional<qint64> wholeNumber(const QString &text, qint64 low, qint64 high) 
     return value;
 }
 
-int refuse(const QString &message) {
+int refuse(const QString &message)
+{
     QTextStream(stderr) << QCoreApplication::applicationName() << ": " << message << Qt::endl;
     return 2;
 }
 
 } // namespace
 
-int main(int argc, char *argv[]) {
+int main(int argc, char *argv[])
+{
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kelvra-service"));
 
@@ -43,22 +46,18 @@ int main(int argc, char *argv[]) {
                        "receipts. Nothing is written to disk."));
     parser.addHelpOption();
     const QCommandLineOption portOption(
-        QStringLiteral("port"),
-        QStringLiteral("Port to listen on; 0, the default, takes a free one."), QStringLiteral("N"),
-        QStringLiteral("0"));
-    const QCommandLineOption lifetimeOption(
-        QStringLiteral("token-lifetime"),
-        QStringLiteral("How long a bearer token lasts; default 900."), QStringLiteral("SECONDS"),
-        QStringLiteral("900"));
+        QStringLiteral("port"), QStringLiteral("Port to listen on; 0, the default, takes a free one."),
+        QStringLiteral("N"), QStringLiteral("0"));
+    const QCommandLineOption lifetimeOption(QStringLiteral("token-lifetime"),
+                                            QStringLiteral("How long a bearer token lasts; default 900."),
+                                            QStringLiteral("SECONDS"), QStringLiteral("900"));
     const QCommandLineOption historyOption(
         QStringLiteral("history-bytes"),
-        QStringLiteral("Make the payment history's JSON exactly N bytes long."),
-        QStringLiteral("N"));
+        QStringLiteral("Make the payment history's JSON exactly N bytes long."), QStringLiteral("N"));
     parser.addOptions({portOption, lifetimeOption, historyOption});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty())
-        return refuse(
-            QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
+        return refuse(QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
 
     const auto port = wholeNumber(parser.value(portOption), 0, 65535);
     if (!port)

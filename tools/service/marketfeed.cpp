@@ -8,18 +8,22 @@
 
 namespace {
 
-double uniform(double low, double high) {
+double uniform(double low, double high)
+{
     return low + (high - low) * QRandomGenerator::global()->generateDouble();
 }
 
-double cents(double value) {
+double cents(double value)
+{
     return std::round(value * 100) / 100;
 }
 
 } // namespace
 
-MarketFeed::MarketFeed() {
-    const struct {
+MarketFeed::MarketFeed()
+{
+    const struct
+    {
         const char *name;
         double price;
         double volume;
@@ -38,7 +42,8 @@ MarketFeed::MarketFeed() {
     }
 }
 
-void MarketFeed::step(Pair &pair) {
+void MarketFeed::step(Pair &pair)
+{
     // At least 0.02 %, so that even the cheapest pair moves by a cent or more every time.
     const double size = uniform(0.0002, 0.001);
     bool up = QRandomGenerator::global()->bounded(2) == 1;
@@ -52,7 +57,8 @@ void MarketFeed::step(Pair &pair) {
     pair.volume += pair.volume * uniform(0.00001, 0.0001);
 }
 
-QJsonObject MarketFeed::next(const QDateTime &now) {
+QJsonObject MarketFeed::next(const QDateTime &now)
+{
     const QString time = now.toUTC().toString(Qt::ISODateWithMs);
     QJsonArray quotes;
     for (Pair &pair : m_pairs) {

@@ -8,7 +8,8 @@
 
 // Three reference quotes that wander a little with every snapshot taken: a small random walk
 // around plausible prices, with the 24-hour figures following it.
-class MarketFeed {
+class MarketFeed
+{
 public:
     MarketFeed();
 
@@ -17,7 +18,8 @@ public:
     QJsonObject next(const QDateTime &now);
 
 private:
-    struct Pair {
+    struct Pair
+    {
         QString name;
         double anchor; // the walk is pulled back when it strays far from here
         double open;   // the price 24 hours ago

@@ -6,7 +6,8 @@
 
 namespace {
 
-struct Vendor {
+struct Vendor
+{
     const char *name;
     const char *reason;
 };
@@ -34,7 +35,8 @@ const char filler[] = " Padding for a size test.";
 
 OwnerRecords::OwnerRecords(const QDateTime &now)
     : m_now(now.toUTC())
-    , m_owner(QStringLiteral("0x") + randomHex(20)) {
+    , m_owner(QStringLiteral("0x") + randomHex(20))
+{
     for (int i = 0; i < vendorCount; ++i)
         m_vendorAddresses.append(QStringLiteral("0x") + randomHex(20));
     QList<Payment> payments;
@@ -43,20 +45,21 @@ OwnerRecords::OwnerRecords(const QDateTime &now)
     setHistory(std::move(payments));
 }
 
-QJsonObject OwnerRecords::account() const {
+QJsonObject OwnerRecords::account() const
+{
     return {{QStringLiteral("owner"), m_owner},
             {QStringLiteral("nativeBalance"), QStringLiteral("0.4821")},
             {QStringLiteral("tokenBalance"), QStringLiteral("12.50")}};
 }
 
-std::optional<QJsonObject> OwnerRecords::receipt(const QString &id) const {
+std::optional<QJsonObject> OwnerRecords::receipt(const QString &id) const
+{
     const auto found = m_byId.constFind(id);
     if (found == m_byId.constEnd())
         return std::nullopt;
     const Payment &p = m_payments.at(*found);
-    const QString done = p.state == QLatin1String("pending")
-                             ? QStringLiteral("is waiting to settle")
-                             : QStringLiteral("is %1").arg(p.state);
+    const QString done = p.state == QLatin1String("pending") ? QStringLiteral("is waiting to settle")
+                                                             : QStringLiteral("is %1").arg(p.state);
     return QJsonObject{
         {QStringLiteral("explanation"),
          QStringLiteral("The agent signed an intent to pay %1 kUSD to %2 (%3) for \"%4\", within "
@@ -70,7 +73,8 @@ std::optional<QJsonObject> OwnerRecords::receipt(const QString &id) const {
     };
 }
 
-bool OwnerRecords::padHistory(qsizetype bytes) {
+bool OwnerRecords::padHistory(qsizetype bytes)
+{
     if (bytes < smallestPaddedHistory())
         return false;
     QList<Payment> payments;
@@ -94,11 +98,13 @@ bool OwnerRecords::padHistory(qsizetype bytes) {
     return true;
 }
 
-qsizetype OwnerRecords::smallestPaddedHistory() const {
+qsizetype OwnerRecords::smallestPaddedHistory() const
+{
     return 2 + row(m_payments.isEmpty() ? payment(0) : m_payments.first()).size();
 }
 
-OwnerRecords::Payment OwnerRecords::payment(int index) const {
+OwnerRecords::Payment OwnerRecords::payment(int index) const
+{
     const Vendor &vendor = vendors[index % vendorCount];
     const int cents = amounts[index % amountCount];
     Payment p;
@@ -107,14 +113,15 @@ OwnerRecords::Payment OwnerRecords::payment(int index) const {
     p.state = QString::fromLatin1(states[index % stateCount]);
     p.recipient = m_vendorAddresses.at(index % vendorCount);
     p.vendor = QString::fromLatin1(vendor.name);
-    p.created = m_now.addSecs(-3600LL * (3 * index + 1) - 60 * (7 * index % 60))
-                    .addMSecs(-(37 * index % 1000));
+    p.created =
+        m_now.addSecs(-3600LL * (3 * index + 1) - 60 * (7 * index % 60)).addMSecs(-(37 * index % 1000));
     p.hash = QStringLiteral("0x") + randomHex(32);
     p.reason = QString::fromLatin1(vendor.reason);
     return p;
 }
 
-QByteArray OwnerRecords::row(const Payment &p) {
+QByteArray OwnerRecords::row(const Payment &p)
+{
     const QJsonObject object{
         {QStringLiteral("id"), p.id},
         {QStringLiteral("amount"), p.amount},
@@ -127,7 +134,8 @@ QByteArray OwnerRecords::row(const Payment &p) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-void OwnerRecords::setHistory(QList<Payment> payments) {
+void OwnerRecords::setHistory(QList<Payment> payments)
+{
     m_payments = std::move(payments);
     m_byId.clear();
     m_history = "[";

@@ -11,7 +11,8 @@
 
 // What the service knows about the one owner it serves: the wallet, the payments the agent made
 // from the vault, and a receipt for each payment. Made up once at start and fixed from then on.
-class OwnerRecords {
+class OwnerRecords
+{
 public:
     // A handful of payments, the latest made shortly before `now`.
     explicit OwnerRecords(const QDateTime &now);
@@ -31,7 +32,8 @@ public:
     qsizetype smallestPaddedHistory() const;
 
 private:
-    struct Payment {
+    struct Payment
+    {
         QString id;
         QString amount; // kUSD, two decimals
         QString state;

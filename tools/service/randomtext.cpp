@@ -5,14 +5,16 @@
 
 #include <vector>
 
-QString randomHex(int bytes) {
+QString randomHex(int bytes)
+{
     std::vector<quint32> words((bytes + 3) / 4);
     QRandomGenerator::system()->fillRange(words.data(), words.size());
     const QByteArray raw(reinterpret_cast<const char *>(words.data()), bytes);
     return QString::fromLatin1(raw.toHex());
 }
 
-QString randomCode(int length) {
+QString randomCode(int length)
+{
     static constexpr char alphabet[] = "ABCDEFGHJKMNPQRSTUVWXYZ23456789";
     constexpr int size = sizeof(alphabet) - 1;
     QString code;

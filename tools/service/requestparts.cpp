@@ -7,22 +7,24 @@
 namespace {
 
 // The media type without its parameters ("application/json; charset=utf-8"), lower case.
-QByteArray mediaType(const QHttpServerRequest &request) {
+QByteArray mediaType(const QHttpServerRequest &request)
+{
     QByteArray value = request.value("Content-Type");
     if (const qsizetype semicolon = value.indexOf(';'); semicolon >= 0)
         value.truncate(semicolon);
     return value.trimmed().toLower();
 }
 
-LoopbackHttp::Answer unsupported(const char *expected) {
-    return LoopbackHttp::error(
-        415, QStringLiteral("the body must be sent as %1").arg(QLatin1String(expected)));
+LoopbackHttp::Answer unsupported(const char *expected)
+{
+    return LoopbackHttp::error(415,
+                               QStringLiteral("the body must be sent as %1").arg(QLatin1String(expected)));
 }
 
 } // namespace
 
-std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerRequest &request,
-                                                          quint16 port) {
+std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerRequest &request, quint16 port)
+{
     const QString host = QString::fromLatin1(request.value("Host")).toLower();
     if (host.isEmpty())
         return LoopbackHttp::error(400, QStringLiteral("no Host header"));
@@ -35,7 +37,8 @@ std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerReque
                                                    "localhost"));
 }
 
-std::optional<QString> bearerToken(const QHttpServerRequest &request) {
+std::optional<QString> bearerToken(const QHttpServerRequest &request)
+{
     const QByteArray value = request.value("Authorization");
     const qsizetype blank = value.indexOf(' ');
     if (blank < 0 || value.left(blank).compare("Bearer", Qt::CaseInsensitive) != 0)
@@ -46,21 +49,21 @@ std::optional<QString> bearerToken(const QHttpServerRequest &request) {
     return QString::fromLatin1(token);
 }
 
-std::variant<QJsonObject, LoopbackHttp::Answer> jsonBody(const QHttpServerRequest &request) {
+std::variant<QJsonObject, LoopbackHttp::Answer> jsonBody(const QHttpServerRequest &request)
+{
     if (mediaType(request) != "application/json")
         return unsupported("application/json");
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(request.body(), &error);
     if (error.error != QJsonParseError::NoError)
-        return LoopbackHttp::error(
-            400, QStringLiteral("the body is not JSON: %1").arg(error.errorString()));
+        return LoopbackHttp::error(400, QStringLiteral("the body is not JSON: %1").arg(error.errorString()));
     if (!document.isObject())
         return LoopbackHttp::error(400, QStringLiteral("the body must be a JSON object"));
     return document.object();
 }
 
-std::variant<QString, LoopbackHttp::Answer> formField(const QHttpServerRequest &request,
-                                                      const QString &name) {
+std::variant<QString, LoopbackHttp::Answer> formField(const QHttpServerRequest &request, const QString &name)
+{
     if (mediaType(request) != "application/x-www-form-urlencoded")
         return unsupported("application/x-www-form-urlencoded");
     // A form encodes a blank as "+", which QUrlQuery leaves as it is.
@@ -69,13 +72,12 @@ std::variant<QString, LoopbackHttp::Answer> formField(const QHttpServerRequest &
     const QUrlQuery form(QString::fromUtf8(body));
     const QStringList values = form.allQueryItemValues(name, QUrl::FullyDecoded);
     if (values.size() != 1)
-        return LoopbackHttp::error(
-            400, QStringLiteral("the form needs exactly one field \"%1\"").arg(name));
+        return LoopbackHttp::error(400, QStringLiteral("the form needs exactly one field \"%1\"").arg(name));
     return values.first();
 }
 
-std::variant<QString, LoopbackHttp::Answer> textField(const QJsonObject &object,
-                                                      const QString &key) {
+std::variant<QString, LoopbackHttp::Answer> textField(const QJsonObject &object, const QString &key)
+{
     const QJsonValue value = object.value(key);
     if (value.isUndefined())
         return LoopbackHttp::error(400, QStringLiteral("\"%1\" is missing").arg(key));

@@ -15,8 +15,7 @@
 // The origin the client reached us by, "http://" and its Host header, when that header names
 // this service on the loopback interface (127.0.0.1 or localhost and our port). Any other name
 // is refused, so a web page whose host name merely resolves to 127.0.0.1 cannot use the service.
-std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerRequest &request,
-                                                          quint16 port);
+std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerRequest &request, quint16 port);
 
 // The token of an "Authorization: Bearer …" header; none without one.
 std::optional<QString> bearerToken(const QHttpServerRequest &request);
@@ -25,9 +24,7 @@ std::optional<QString> bearerToken(const QHttpServerRequest &request);
 std::variant<QJsonObject, LoopbackHttp::Answer> jsonBody(const QHttpServerRequest &request);
 
 // The one value of a field of a form body (application/x-www-form-urlencoded).
-std::variant<QString, LoopbackHttp::Answer> formField(const QHttpServerRequest &request,
-                                                      const QString &name);
+std::variant<QString, LoopbackHttp::Answer> formField(const QHttpServerRequest &request, const QString &name);
 
 // The value of `key` if it is a JSON string.
-std::variant<QString, LoopbackHttp::Answer> textField(const QJsonObject &object,
-                                                      const QString &key);
+std::variant<QString, LoopbackHttp::Answer> textField(const QJsonObject &object, const QString &key);

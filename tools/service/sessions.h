@@ -8,9 +8,11 @@
 
 // The bearer tokens handed out by granted sign-ins. Only a digest of each token is kept, so the
 // table itself holds nothing that would open a session. Times are milliseconds since the epoch.
-class Sessions {
+class Sessions
+{
 public:
-    struct Issued {
+    struct Issued
+    {
         QString token;
         qint64 expires = 0; // the first millisecond at which the token no longer works
     };

@@ -69,7 +69,8 @@ public:
         QNetworkRequest request(pending.takeLast());
         request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
         std::unique_ptr<QNetworkReply> reply(co_await m_client.post(request, QByteArray("decision=approve")));
-        co_return reply->error() == QNetworkReply::NoError || reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400;
+        co_return reply->error() == QNetworkReply::NoError
+            || reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400;
     }
 
     QList<QUrl> pending;
@@ -97,8 +98,7 @@ public:
         , m_workspace(workspace)
         , m_browser(browser)
         , m_out(std::move(out))
-    {
-    }
+    {}
 
     QCoro::Task<int> run()
     {
@@ -195,9 +195,12 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("output"), QStringLiteral("Folder for the PNG files."));
-    parser.addOption({QStringLiteral("origin"), QStringLiteral("A running service to use."), QStringLiteral("url")});
-    parser.addOption({QStringLiteral("width"), QStringLiteral("Window width."), QStringLiteral("px"), QStringLiteral("390")});
-    parser.addOption({QStringLiteral("height"), QStringLiteral("Window height."), QStringLiteral("px"), QStringLiteral("844")});
+    parser.addOption(
+        {QStringLiteral("origin"), QStringLiteral("A running service to use."), QStringLiteral("url")});
+    parser.addOption({QStringLiteral("width"), QStringLiteral("Window width."), QStringLiteral("px"),
+                      QStringLiteral("390")});
+    parser.addOption({QStringLiteral("height"), QStringLiteral("Window height."), QStringLiteral("px"),
+                      QStringLiteral("844")});
     parser.process(app);
     if (parser.positionalArguments().size() != 1)
         parser.showHelp(2);
@@ -226,7 +229,8 @@ int main(int argc, char *argv[])
     if (engine.rootObjects().isEmpty())
         return 1;
     auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
-    window->resize(parser.value(QStringLiteral("width")).toInt(), parser.value(QStringLiteral("height")).toInt());
+    window->resize(parser.value(QStringLiteral("width")).toInt(),
+                   parser.value(QStringLiteral("height")).toInt());
 
     Tour tour(window, &workspace, &browser, out);
     int status = 1;
