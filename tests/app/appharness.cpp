@@ -26,14 +26,14 @@ QQuickItem *flickableAround(QQuickItem *item)
 
 } // namespace
 
-AppHarness::AppHarness(std::chrono::milliseconds checkPeriod)
+AppHarness::AppHarness(std::chrono::milliseconds checkPeriod, QString origin)
     : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
 {
     Workspace::Platform platform;
     platform.authenticator = authenticator.get();
     platform.opener = &opener;
     platform.checkPeriod = checkPeriod;
-    workspace = std::make_unique<Workspace>(service.origin(), platform);
+    workspace = std::make_unique<Workspace>(origin.isEmpty() ? service.origin() : origin, platform);
 }
 
 AppHarness::~AppHarness()
