@@ -85,10 +85,15 @@ bool AppHarness::click(QQuickItem *item)
         const qreal maxY = std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
         flickable->setProperty("contentY",
                                std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
-        QTest::qWait(20);
     }
-    const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre);
+    // A slow machine (a sanitizer build) may take a while to lay the scrolled view out.
+    const auto centre = [item] {
+        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    };
+    if (!QTest::qWaitFor([&] { return QRect(QPoint(), window()->size()).contains(centre()); }, 2000))
+        return false;
+    QTest::qWait(20);
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre());
     return true;
 }
 
