@@ -90,9 +90,13 @@ bool AppHarness::click(QQuickItem *item)
     const auto centre = [item] {
         return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
     };
-    if (!QTest::qWaitFor([&] { return QRect(QPoint(), window()->size()).contains(centre()); }, 2000))
+    const auto shown = [&] { return QRect(QPoint(), window()->size()).contains(centre()); };
+    if (!QTest::qWaitFor(shown, 2000))
         return false;
+    // Let the view settle, and make sure it settled with the item still in the window.
     QTest::qWait(20);
+    if (!QTest::qWaitFor(shown, 2000))
+        return false;
     QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre());
     return true;
 }
