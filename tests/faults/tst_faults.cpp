@@ -150,6 +150,10 @@ private slots:
                     requests = 2;
                 if (!wire.post && c.play.fault == Fault::NotHttp)
                     requests = 4;
+                // A reset in the body may come before Qt has read the head: then it is one more
+                // close before any answer (-1: once or twice).
+                if (!wire.post && c.play.fault == Fault::ResetInBody)
+                    requests = -1;
                 QTest::addRow("%s: %s", wire.name, c.name)
                     << w << c.play << expected(wire.request, result) << requests << false;
             }
@@ -249,7 +253,11 @@ private slots:
                 owner.generation() == generation ? QStringLiteral(" · kept") : QStringLiteral(" · cleared");
         }
         QCOMPARE(got, outcome);
-        QCOMPARE(peer.count(w.path) - before, requests);
+        const int seen = peer.count(w.path) - before;
+        if (requests < 0)
+            QVERIFY2(seen == 1 || seen == 2, qPrintable(QString::number(seen)));
+        else
+            QCOMPARE(seen, requests);
         QCOMPARE(peer.count("/moved") + other.count(w.path), followed ? 1 : 0);
         QVERIFY2(longest < 250, qPrintable(QString::number(longest)));
         // A GET stops reading at its limit and closes the connection. Qt reads a POST's reply on
