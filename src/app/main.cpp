@@ -1,5 +1,6 @@
 // Kelvra: one window whose content is one Workspace.
 
+#include "appsetup.h"
 #include "ownerauthenticator.h"
 #include "pamownerauthenticator.h"
 #include "site.h"
@@ -8,7 +9,6 @@
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
-#include <QQuickStyle>
 #include <QQuickWindow>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -17,15 +17,9 @@ Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 int main(int argc, char *argv[])
 {
-    // Nothing is written to disk: no shader cache, no QML cache.
-    QCoreApplication::setAttribute(Qt::AA_DisableShaderDiskCache);
-    qputenv("QML_DISABLE_DISK_CACHE", "1");
-
+    prepareProcess();
     QGuiApplication app(argc, argv);
-    QGuiApplication::setApplicationName(QStringLiteral("Kelvra"));
-    QGuiApplication::setOrganizationName(QStringLiteral("Kelvra"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("app.kelvra.Kelvra"));
-    QQuickStyle::setStyle(QStringLiteral("Material"));
+    prepareApplication();
 
     PamOwnerAuthenticator authenticator;
     DesktopUrlOpener opener;

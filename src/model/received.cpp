@@ -6,9 +6,12 @@
 namespace {
 
 // Qt reports HTTP error statuses as reply errors too (ContentNotFoundError for a 404 and so
-// on); those still came with a complete HTTP response.
+// on); those still came with a complete HTTP response. ContentReSendError sits among them but
+// means the request could not be sent again after its connection closed.
 bool isHttpStatusError(QNetworkReply::NetworkError error)
 {
+    if (error == QNetworkReply::ContentReSendError)
+        return false;
     return (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError)
            || (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
 }

@@ -7,6 +7,15 @@
 
 #include <QPointer>
 
+std::optional<QJsonObject> snapshotObject(const QByteArray &body)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    return document.object();
+}
+
 QCoro::Task<std::optional<QJsonObject>> readSnapshot(QNetworkAccessManager &client, Service service,
                                                      QString path, Inflight &inflight)
 {
@@ -23,9 +32,5 @@ QCoro::Task<std::optional<QJsonObject>> readSnapshot(QNetworkAccessManager &clie
 
     if (received.overflow || received.transportFailed || received.status != 200)
         co_return std::nullopt;
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(received.body, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        co_return std::nullopt;
-    co_return document.object();
+    co_return snapshotObject(received.body);
 }

@@ -15,6 +15,10 @@ class Inflight;
 // keeps a broken or hostile server from filling memory.
 inline constexpr qsizetype snapshotLimit = 1024 * 1024;
 
+// The top-level object of a snapshot body; none when the body is not JSON or its top level is
+// not an object.
+std::optional<QJsonObject> snapshotObject(const QByteArray &body);
+
 // A read-only snapshot: GET on the origin followed by `path` through the shared client, which
 // follows redirects as Qt does by default. Gives the decoded top-level object of an HTTP 200
 // reply; any other outcome (transport failure, another status, 2xx included, a body that is

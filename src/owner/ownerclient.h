@@ -42,6 +42,13 @@ inline bool failedWith(const RequestResult &result, SessionError code)
     return error && std::holds_alternative<SessionError>(*error) && std::get<SessionError>(*error) == code;
 }
 
+struct Received;
+
+// What one owner reply comes to, tested in this order: too large (at the limit or past it), a
+// transport failure, not HTTP, 401, a status other than 200 and 202, a body that is not JSON;
+// a top-level array of objects comes back as {"rows": [...]}.
+RequestResult judgeReply(const Received &received, bool tooLarge);
+
 // The owner session's own HTTP client: every call to the service with the owner's bearer token
 // passes through send(). Its access manager is made on the first request and kept; it never
 // follows a redirect and keeps cookies and credentials in memory only, with no disk cache.

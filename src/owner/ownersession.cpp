@@ -1,6 +1,6 @@
 #include "ownersession.h"
 
-#include "json.h"
+#include "owneranswers.h"
 #include "regionformat.h"
 
 #include <QCryptographicHash>
@@ -119,19 +119,16 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start()
         co_return std::nullopt;
 
     const auto *answer = std::get_if<QJsonObject>(&result);
-    const auto id = answer ? readText(*answer, u"id") : std::nullopt;
-    const auto link = answer ? readText(*answer, u"approvalUrl") : std::nullopt;
-    const QUrl portal(link.value_or(QString()), QUrl::StrictMode);
-    // The owner is sent only to the service's own host, whatever else the link holds.
     const QString host = QUrl(m_client.service().origin, QUrl::StrictMode).host();
-    if (!id || !portal.isValid() || portal.host().isEmpty() || portal.host() != host) {
+    const auto portal = answer ? readPortal(*answer, host) : std::nullopt;
+    if (!portal) {
         setStatus(offlineText);
         co_return std::nullopt;
     }
-    m_id = *id;
-    setCode(readText(*answer, u"code").value_or(QString()));
+    m_id = portal->id;
+    setCode(portal->code);
     setStatus(QStringLiteral("Waiting for passkey approval · match code ") + m_code);
-    co_return portal;
+    co_return portal->url;
 }
 
 QCoro::Task<> OwnerSession::check()
@@ -151,20 +148,19 @@ QCoro::Task<> OwnerSession::check()
             failCheck();
             co_return;
         }
-        if (readBool(*answer, u"pending").value_or(false)) {
+        const ClaimAnswer claimed = readClaim(*answer);
+        if (claimed.kind == ClaimAnswer::Kind::Pending) {
             setStatus(QStringLiteral("Waiting for approval · match code ") + m_code);
             co_return;
         }
-        const auto token = readText(*answer, u"token");
-        const auto expires = readNumber(*answer, u"expires");
-        if (!token || !expires) {
+        if (claimed.kind == ClaimAnswer::Kind::Unusable) {
             failCheck();
             co_return;
         }
         if (m_generation != generation)
             co_return;
-        m_token = *token;
-        m_expires = *expires;
+        m_token = claimed.token;
+        m_expires = claimed.expires;
         m_id.clear();
         m_verifier.clear();
         setCode({});
@@ -186,7 +182,7 @@ QCoro::Task<> OwnerSession::check()
         failCheck();
         co_return;
     }
-    if (!readBool(*confirmed, u"authenticated").value_or(false)) {
+    if (!readAuthenticated(*confirmed)) {
         clear();
         setStatus(QStringLiteral("Session expired or signed out."));
         co_return;
@@ -211,7 +207,7 @@ QCoro::Task<> OwnerSession::check()
     if (m_generation != generation)
         co_return;
     setOwner(std::get<QJsonObject>(account));
-    setHistory(readObjects(*rows, u"rows").value_or(QJsonArray()));
+    setHistory(readHistory(*rows));
     setConnected(true);
     setStatus(QStringLiteral("Owner connected · read-only until ") + expiryTime(m_expires));
 }
@@ -236,8 +232,7 @@ QCoro::Task<> OwnerSession::verify(QString id)
         setProof(proofFailedText);
         co_return;
     }
-    setProof(readText(*receipt, u"explanation").value_or(QStringLiteral("Receipt unavailable")) + u'\n'
-             + readText(*receipt, u"limitation").value_or(QString()));
+    setProof(readProof(*receipt));
 }
 
 QCoro::Task<> OwnerSession::logout()

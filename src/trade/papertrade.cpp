@@ -29,6 +29,18 @@ bool isFresh(const QString &time, const QDateTime &now)
     return ageMs >= newestMs && ageMs <= oldestMs;
 }
 
+// The symbol comes from the service; a line break in it would add lines of the service's
+// making to the preview, so each one shows as U+FFFD.
+QString oneLine(QString text)
+{
+    for (QChar &c : text) {
+        if (c.category() == QChar::Other_Control || c.category() == QChar::Separator_Line
+            || c.category() == QChar::Separator_Paragraph)
+            c = QChar::ReplacementCharacter;
+    }
+    return text;
+}
+
 } // namespace
 
 QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote, const QDateTime &now)
@@ -65,7 +77,7 @@ QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote,
     const double worth = quantity * quote->price();
 
     return QStringLiteral("Paper ") + order.side.toLower() + u'\n'
-           + QString::asprintf("Quantity: %.8f ", quantity) + quote->symbol() + u'\n'
+           + QString::asprintf("Quantity: %.8f ", quantity) + oneLine(quote->symbol()) + u'\n'
            + QString::asprintf("Assumed execution: $%.2f", execution) + u'\n'
            + (buy ? QStringLiteral("Total cost") : QStringLiteral("Net proceeds"))
            + QString::asprintf(": $%.2f", amount) + u'\n'

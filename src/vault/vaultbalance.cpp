@@ -66,14 +66,17 @@ QCoro::Task<> VaultBalance::load()
         co_return;
 
     // Whatever was shown before is replaced, by new figures or by the unavailable state.
+    show(texts(reply));
+}
+
+VaultTexts VaultBalance::texts(const std::optional<QJsonObject> &reply)
+{
     const auto vault = reply ? parse(*reply) : std::nullopt;
-    if (!vault) {
-        show(dash, dash, QStringLiteral("Balance unavailable. Refresh to retry."));
-        co_return;
-    }
-    show(vault->balance, vault->budget,
-         vault->active ? QStringLiteral("Permission enabled; expiry and limits still apply")
-                       : QStringLiteral("Permission revoked · agent cannot spend"));
+    if (!vault)
+        return {dash, dash, QStringLiteral("Balance unavailable. Refresh to retry.")};
+    return {vault->balance, vault->budget,
+            vault->active ? QStringLiteral("Permission enabled; expiry and limits still apply")
+                          : QStringLiteral("Permission revoked · agent cannot spend")};
 }
 
 QCoro::QmlTask VaultBalance::loadTask()
@@ -81,13 +84,13 @@ QCoro::QmlTask VaultBalance::loadTask()
     return load();
 }
 
-void VaultBalance::show(const QString &balance, const QString &budget, const QString &status)
+void VaultBalance::show(const VaultTexts &texts)
 {
     // Every assignment notifies, in this order, even when the text stays the same.
-    m_balance = balance;
+    m_balance = texts.balance;
     emit balanceChanged();
-    m_budget = budget;
+    m_budget = texts.budget;
     emit budgetChanged();
-    m_status = status;
+    m_status = texts.status;
     emit statusChanged();
 }

@@ -11,7 +11,20 @@
 #include <QCoroQmlTask>
 #include <QCoroTask>
 
+#include <optional>
+
+class QJsonObject;
 class QNetworkAccessManager;
+
+// What the vault store shows: both amounts and the permission state, or the unavailable texts.
+struct VaultTexts
+{
+    QString balance;
+    QString budget;
+    QString status;
+
+    friend bool operator==(const VaultTexts &, const VaultTexts &) = default;
+};
 
 // The shared test vault: its balance, the agent's remaining budget and whether the agent may
 // spend, as the display texts the screens show.
@@ -38,13 +51,17 @@ public:
     // load() for the views; the task settles when that call returns.
     Q_INVOKABLE QCoro::QmlTask loadTask();
 
+    // The texts for the decoded object of a status reply; none stands for a reply that failed
+    // before it could be read.
+    static VaultTexts texts(const std::optional<QJsonObject> &reply);
+
 signals:
     void balanceChanged();
     void budgetChanged();
     void statusChanged();
 
 private:
-    void show(const QString &balance, const QString &budget, const QString &status);
+    void show(const VaultTexts &texts);
 
     QPointer<QNetworkAccessManager> m_client;
     Service m_service;

@@ -26,14 +26,14 @@ QQuickItem *flickableAround(QQuickItem *item)
 
 } // namespace
 
-AppHarness::AppHarness(std::chrono::milliseconds checkPeriod)
+AppHarness::AppHarness(std::chrono::milliseconds checkPeriod, QString origin)
     : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
 {
     Workspace::Platform platform;
     platform.authenticator = authenticator.get();
     platform.opener = &opener;
     platform.checkPeriod = checkPeriod;
-    workspace = std::make_unique<Workspace>(service.origin(), platform);
+    workspace = std::make_unique<Workspace>(origin.isEmpty() ? service.origin() : origin, platform);
 }
 
 AppHarness::~AppHarness()
@@ -78,17 +78,31 @@ bool AppHarness::click(QQuickItem *item)
 {
     if (!item || !item->isVisible() || !item->isEnabled())
         return false;
-    if (QQuickItem *flickable = flickableAround(item)) {
-        // Bring the item to the middle of the viewport.
-        const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
-        const qreal contentY = flickable->property("contentY").toReal();
-        const qreal maxY = std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
-        flickable->setProperty("contentY",
-                               std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
-        QTest::qWait(20);
-    }
-    const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre);
+    const auto centre = [item] {
+        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    };
+    const auto shown = [&] { return QRect(QPoint(), window()->size()).contains(centre()); };
+    QQuickItem *flickable = flickableAround(item);
+    // Brings the item to the middle of the viewport, again and again: a slow machine (a
+    // sanitizer build) lays the view out late, and a scroll made too early falls short.
+    const auto scroll = [&] {
+        if (flickable) {
+            const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
+            const qreal contentY = flickable->property("contentY").toReal();
+            const qreal maxY =
+                std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
+            flickable->setProperty("contentY",
+                                   std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
+        }
+        return shown();
+    };
+    if (!QTest::qWaitFor(scroll, 3000))
+        return false;
+    // Let the view settle, and make sure it settled with the item still in the window.
+    QTest::qWait(20);
+    if (!QTest::qWaitFor(scroll, 2000))
+        return false;
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre());
     return true;
 }
 

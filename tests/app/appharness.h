@@ -25,7 +25,9 @@ public:
 class AppHarness
 {
 public:
-    explicit AppHarness(std::chrono::milliseconds checkPeriod = std::chrono::seconds(30));
+    // `origin` is the service the app talks to; empty: the scriptable service below.
+    explicit AppHarness(std::chrono::milliseconds checkPeriod = std::chrono::seconds(30),
+                        QString origin = {});
     ~AppHarness();
 
     TestService service;

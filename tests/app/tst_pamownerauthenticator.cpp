@@ -80,7 +80,7 @@ struct Replies
         return [this](bool authenticated) {
             ++count;
             last = authenticated;
-            onGuiThread = onGuiThread && QThread::currentThread() == qApp->thread();
+            onGuiThread = onGuiThread && QThread::currentThread() == QCoreApplication::instance()->thread();
         };
     }
 };

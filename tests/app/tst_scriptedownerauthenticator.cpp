@@ -57,7 +57,7 @@ private slots:
                 context->evaluate(reasons.last(), [&reply](bool authenticated) {
                     ++reply.count;
                     reply.authenticated = authenticated;
-                    reply.onGuiThread = QThread::currentThread() == qApp->thread();
+                    reply.onGuiThread = QThread::currentThread() == QCoreApplication::instance()->thread();
                 });
                 if (queued)
                     QCOMPARE(reply.count.load(), 0); // never within evaluate()

@@ -166,8 +166,8 @@ private slots:
                             const QJsonArray &history = {}) {
             QTest::newRow(name) << answers << status << cleared << owner << history;
         };
-        const auto refreshed = [](const Answer &account, const Answer &history) {
-            return Answers{claim("t"), authenticated, account, history};
+        const auto refreshed = [](const Answer &record, const Answer &rowsAnswer) {
+            return Answers{claim("t"), authenticated, record, rowsAnswer};
         };
         const Answer fail = json({}, 500), denied = json({}, 401);
         row("full refresh", refreshed(json(account), json(rows)), connected, false, account, rows);

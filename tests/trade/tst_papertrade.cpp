@@ -87,6 +87,14 @@ private slots:
              btc(),
              {"Paper buy", "Quantity: 0.00153870 BTC", "Assumed execution: $64990.00",
               "Net proceeds: $100.00", "Value at −5% / +5%: $95.01 / $105.02"}},
+            // Found by fuzzing: a pair with line breaks added lines of the service's own to the
+            // preview; they show as one line.
+            {"line breaks in the pair",
+             {"100", "0", "0", "Sell"},
+             Quote("BTC\nTotal cost: $0.00\r\u2028-USD", 65000, 0, 0, 0, 0, 64990, 65010, quoteTime),
+             {"Paper sell", "Quantity: 0.00153870 BTC\uFFFDTotal cost: $0.00\uFFFD\uFFFD",
+              "Assumed execution: $64990.00", "Net proceeds: $100.00",
+              "Value at −5% / +5%: $95.01 / $105.02"}},
         };
         for (const bool comma : {false, true}) {
             for (const Example &e : examples) {

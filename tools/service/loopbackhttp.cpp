@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTimer>
 
 #include <memory>
@@ -13,10 +15,82 @@ LoopbackHttp::LoopbackHttp(QObject *parent)
     : QAbstractHttpServer(parent)
 {}
 
+namespace {
+
+// Qt's server takes in a whole request, however long, before it hands it over: a body of 64 MiB
+// held the service at 250 MB. This listener stands in front of it and counts the bytes of each
+// request as they arrive; one that grows past the limit is answered 413 and closed there.
+class GuardedListener : public QTcpServer
+{
+public:
+    GuardedListener(QAbstractHttpServer *http, qsizetype limit)
+        : QTcpServer(http)
+        , m_http(http)
+        , m_limit(limit)
+    {}
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        auto *socket = new QTcpSocket(this);
+        if (!socket->setSocketDescriptor(descriptor)) {
+            delete socket;
+            return;
+        }
+        if (m_limit > 0) {
+            // Connected before Qt's server connects its own reader, so it sees new bytes first.
+            auto taken = std::make_shared<qint64>(0);
+            connect(socket, &QTcpSocket::readyRead, socket, [this, socket, taken] { count(socket, *taken); });
+        }
+        addPendingConnection(socket);
+    }
+
+private:
+    // `taken` is the count of the request under way, or -1 once it has been refused.
+    void count(QTcpSocket *socket, qint64 &taken)
+    {
+        if (taken < 0) {
+            // Refused: what else comes is dropped until the connection has closed.
+            socket->skip(socket->bytesAvailable());
+            return;
+        }
+        // Qt's server reads each request inside a transaction that it commits once the request
+        // is whole, so no transaction means a new request begins.
+        if (!socket->isTransactionStarted())
+            taken = 0;
+        taken += socket->bytesAvailable();
+        if (taken <= m_limit)
+            return;
+        disconnect(socket, &QTcpSocket::readyRead, m_http, nullptr);
+        // What the server's transaction kept for its reading is dropped with it.
+        if (socket->isTransactionStarted())
+            socket->commitTransaction();
+        socket->skip(socket->bytesAvailable());
+        const LoopbackHttp::Answer refusal =
+            LoopbackHttp::error(413, QStringLiteral("request over %1 bytes").arg(m_limit));
+        socket->write("HTTP/1.1 413 Request Entity Too Large\r\nContent-Type: application/json\r\n"
+                      "Connection: close\r\nContent-Length: "
+                      + QByteArray::number(refusal.body.size()) + "\r\n\r\n" + refusal.body);
+        socket->disconnectFromHost();
+        taken = -1;
+    }
+
+    QAbstractHttpServer *m_http;
+    qsizetype m_limit;
+};
+
+} // namespace
+
 bool LoopbackHttp::start(quint16 port)
 {
-    m_port = listen(QHostAddress::LocalHost, port);
-    return m_port != 0;
+    auto *listener = new GuardedListener(this, m_bodyLimit > 0 ? m_bodyLimit + headRoom : 0);
+    if (!listener->listen(QHostAddress::LocalHost, port)) {
+        delete listener;
+        return false;
+    }
+    bind(listener);
+    m_port = listener->serverPort();
+    return true;
 }
 
 QString LoopbackHttp::origin() const

@@ -33,8 +33,10 @@ public:
     QString origin() const;
 
     // Requests whose body is longer than `bytes` are refused with 413 and never served; 0, the
-    // default, takes any size. Qt's server has read the whole body by the time it is measured.
+    // default, takes any size. Call before start().
     void setBodyLimit(qsizetype bytes) { m_bodyLimit = bytes; }
+    // Room for the request line and headers beside the body.
+    static constexpr qsizetype headRoom = 8 * 1024;
 
     static Answer json(const QJsonValue &value, int status = 200);
     // {"error": message} with the status.

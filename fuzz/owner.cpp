@@ -1,0 +1,54 @@
+// An owner reply, its status and body as the service sent them, through the whole judgement of
+// a reply and then through what the session reads of each request's answer.
+#include "check.h"
+#include "owneranswers.h"
+#include "ownerclient.h"
+#include "received.h"
+
+#include <QJsonDocument>
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const QString host = QStringLiteral("127.0.0.1");
+    FuzzedDataProvider input(data, size);
+    Received received;
+    received.status = input.ConsumeIntegralInRange<int>(100, 599);
+    received.body = QByteArray::fromStdString(input.ConsumeRemainingBytesAsString());
+
+    const RequestResult result = judgeReply(received, false);
+    const int status = *received.status;
+    if (status == 401)
+        FUZZ_CHECK(failedWith(result, SessionError::userAuthenticationRequired), QString::number(status));
+    else if (status != 200 && status != 202)
+        FUZZ_CHECK(failedWith(result, SessionError::badServerResponse), QString::number(status));
+    // Whatever the status, a body at the limit is refused before anything else is looked at.
+    FUZZ_CHECK(failedWith(judgeReply(received, true), SessionError::badServerResponse), QString());
+
+    const auto *answer = std::get_if<QJsonObject>(&result);
+    if (!answer)
+        return 0;
+    const QJsonDocument document = QJsonDocument::fromJson(received.body);
+    if (document.isArray())
+        FUZZ_CHECK(answer->keys() == QStringList{QStringLiteral("rows")}, QString());
+
+    if (const auto portal = readPortal(*answer, host)) {
+        FUZZ_CHECK(portal->url.isValid() && portal->url.host() == host, portal->url.toString());
+        FUZZ_CHECK(answer->value(u"id").toString() == portal->id, portal->id);
+    }
+    const ClaimAnswer claim = readClaim(*answer);
+    if (claim.kind == ClaimAnswer::Kind::Granted) {
+        FUZZ_CHECK(answer->value(u"token").isString() && answer->value(u"expires").isDouble(), QString());
+        FUZZ_CHECK(answer->value(u"pending") != QJsonValue(true), QString());
+    }
+    FUZZ_CHECK(readAuthenticated(*answer) == (answer->value(u"authenticated") == QJsonValue(true)),
+               QString());
+    for (const QJsonValue &row : readHistory(*answer))
+        FUZZ_CHECK(row.isObject(), QString());
+    const QString proof = readProof(*answer);
+    FUZZ_CHECK(proof.contains(u'\n'), proof);
+    if (!answer->value(u"explanation").isString())
+        FUZZ_CHECK(proof.startsWith(QStringLiteral("Receipt unavailable\n")), proof);
+    return 0;
+}

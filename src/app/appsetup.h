@@ -1,0 +1,9 @@
+#pragma once
+
+// How the program sets itself up, shared with the journey test so that the test runs what users
+// run. Nothing in it writes to disk: no shader cache, no QML cache, no settings.
+
+// Before the application object exists.
+void prepareProcess();
+// Once it exists: the names the platform shows, and the Material style.
+void prepareApplication();
