@@ -7,6 +7,7 @@
 #include "workspace.h"
 
 #include <QGuiApplication>
+#include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -24,7 +25,10 @@ int main(int argc, char *argv[])
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Kelvra"));
     QGuiApplication::setOrganizationName(QStringLiteral("Kelvra"));
+    // The desktop entry's name; the window's class and icon follow it.
     QGuiApplication::setDesktopFileName(QStringLiteral("app.kelvra.Kelvra"));
+    QGuiApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("app.kelvra.Kelvra"), QIcon(QStringLiteral(":/Kelvra/icon.svg"))));
     QQuickStyle::setStyle(QStringLiteral("Material"));
 
     PamOwnerAuthenticator authenticator;
