@@ -27,10 +27,12 @@ ColumnLayout {
         implicitHeight: 1
         color: Style.separator
     }
-    Label {
+    Heading {
         objectName: "headline"
+        Layout.fillWidth: true
         text: root.headline
         font.pixelSize: Style.headline
+        font.bold: false
         font.weight: Font.DemiBold
     }
     SelectableText {

@@ -2,7 +2,8 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// A label at the leading edge and its value at the trailing edge.
+// A label at the leading edge and its value at the trailing edge; a screen reader reads the two
+// as one line.
 RowLayout {
     id: root
     property string label
@@ -14,6 +15,7 @@ RowLayout {
     Label {
         text: root.label
         font.pixelSize: Style.body
+        Accessible.ignored: true
     }
     Item {
         Layout.fillWidth: true

@@ -10,26 +10,28 @@ Page {
     id: root
     required property Workspace workspace
 
+    title: "Welcome"
     background: Rectangle {
         color: "white"
     }
 
     ColumnLayout {
-        anchors.fill: parent
+        anchors.top: parent.top
+        anchors.bottom: parent.bottom
+        anchors.horizontalCenter: parent.horizontalCenter
         anchors.margins: 28
+        width: Math.min(parent.width - 56, Style.welcomeWidth)
         spacing: 24
 
         Logo {}
         Item {
             Layout.fillHeight: true
         }
-        Label {
+        Heading {
             Layout.fillWidth: true
             text: "Your agent.\nYour limits."
             font.pixelSize: 44
-            font.bold: true
             color: Brand.navy
-            wrapMode: Text.Wrap
         }
         Label {
             Layout.fillWidth: true
@@ -53,18 +55,16 @@ Page {
         Item {
             Layout.fillHeight: true
         }
-        Button {
+        PushButton {
             objectName: "exploreButton"
             Layout.fillWidth: true
             Layout.preferredHeight: 56
             text: "Explore public demo"
             highlighted: true
             font.pixelSize: Style.headline
-            font.capitalization: Font.MixedCase
             onClicked: root.workspace.entered = true
-            Accessible.onPressAction: clicked()
         }
-        Button {
+        PushButton {
             objectName: "ownerButton"
             Layout.fillWidth: true
             Layout.preferredHeight: 56
@@ -74,11 +74,13 @@ Page {
             background: Rectangle {
                 radius: 4
                 color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+                Accessible.ignored: true
             }
             font.pixelSize: Style.headline
-            font.capitalization: Font.MixedCase
             onClicked: root.workspace.unlock()
-            Accessible.onPressAction: clicked()
+            FocusFrame {
+                shown: parent.visualFocus
+            }
         }
         Label {
             Layout.fillWidth: true
