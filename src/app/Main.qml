@@ -122,6 +122,8 @@ ApplicationWindow {
         title: "Kelvra"
         visible: window.workspace.message.length > 0
         closePolicy: Popup.CloseOnEscape
+        // Return, Enter or Space on "OK" dismisses it, as Escape does.
+        onOpened: alertOk.forceActiveFocus(Qt.PopupFocusReason)
         // However the alert goes away, the message is cleared.
         onClosed: window.workspace.message = ""
 
@@ -140,10 +142,10 @@ ApplicationWindow {
         footer: DialogButtonBox {
             Accessible.ignored: true
             PushButton {
+                id: alertOk
                 objectName: "alertOk"
                 text: "OK"
                 flat: true
-                focus: true
                 DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
             }
         }

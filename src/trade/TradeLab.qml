@@ -136,6 +136,7 @@ Page {
                                 onClicked: root.trade.side = modelData
                                 Keys.onReturnPressed: clicked()
                                 Keys.onEnterPressed: clicked()
+                                Accessible.name: text
                                 Accessible.onPressAction: clicked()
                             }
                         }

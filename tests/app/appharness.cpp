@@ -2,6 +2,8 @@
 
 #include "scriptedownerauthenticator.h"
 
+#include <QAccessible>
+#include <QKeySequence>
 #include <QQuickItem>
 #include <QTest>
 
@@ -24,7 +26,41 @@ QQuickItem *flickableAround(QQuickItem *item)
     return nullptr;
 }
 
+QJsonObject quote(const QString &pair, double price, double bid, double ask)
+{
+    return {{"pair", pair},
+            {"price", price},
+            {"change", 1.234},
+            {"high", 66000},
+            {"low", 64000},
+            {"volume", 1234.5678},
+            {"bid", bid},
+            {"ask", ask},
+            {"time", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)}};
+}
+
 } // namespace
+
+QJsonObject snapshot()
+{
+    return {
+        {"quotes", QJsonArray{quote("BTC-USD", 65000, 64990, 65010), quote("ETH-USD", 3000, 2999.5, 3000.5),
+                              quote("SOL-USD", 150, 149.9, 150.1)}}};
+}
+
+void scriptOwner(TestService &service, const QJsonArray &history)
+{
+    service.onJson(
+        "/device/start",
+        QJsonObject{{"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", service.origin() + "/portal/s1"}});
+    const double expires = double(QDateTime::currentMSecsSinceEpoch() + 600000);
+    service.onJson("/device/claim", QJsonObject{{"token", "t0k"}, {"expires", expires}});
+    service.onJson("/device/status", QJsonObject{{"authenticated", true}});
+    service.onJson("/api/account",
+                   QJsonObject{{"owner", "0xowner"}, {"nativeBalance", 0.5}, {"tokenBalance", "12.5"}});
+    service.onJson("/api/history", history);
+    service.onJson("/device/logout", QJsonObject{});
+}
 
 AppHarness::AppHarness(std::chrono::milliseconds checkPeriod)
     : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
@@ -109,4 +145,27 @@ QString AppHarness::text(const QString &objectName) const
 {
     QQuickItem *found = item(objectName);
     return found ? found->property("text").toString() : QString();
+}
+
+QString AppHarness::focused() const
+{
+    // Controls take their accessible names from their texts once accessibility is on.
+    QAccessible::setActive(true);
+    QQuickItem *item = window() ? window()->activeFocusItem() : nullptr;
+    QAccessibleInterface *face = item ? QAccessible::queryAccessibleInterface(item) : nullptr;
+    return face ? face->text(QAccessible::Name) : QString();
+}
+
+void AppHarness::keys(const QString &sequence)
+{
+    const QKeySequence keys(sequence);
+    for (int i = 0; i < keys.count(); ++i)
+        QTest::keyClick(window(), keys[i].key(), keys[i].keyboardModifiers());
+}
+
+bool AppHarness::tabTo(const QString &name)
+{
+    for (int i = 0; i < 40 && focused() != name; ++i)
+        QTest::keyClick(window(), Qt::Key_Tab);
+    return focused() == name;
 }

@@ -4,6 +4,8 @@
 #include "urlopener.h"
 #include "workspace.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -11,6 +13,11 @@
 #include <memory>
 
 class ScriptedOwnerAuthenticator;
+
+// A market snapshot of BTC-USD, ETH-USD and SOL-USD quoted now.
+QJsonObject snapshot();
+// A service that signs the owner in at once and has this history.
+void scriptOwner(TestService &service, const QJsonArray &history);
 
 // Opens nothing; remembers what the app asked to open.
 class RecordingOpener : public UrlOpener
@@ -47,4 +54,10 @@ public:
     // Types text into the field with this objectName after clearing it.
     bool type(const QString &objectName, const QString &text);
     QString text(const QString &objectName) const;
+
+    // The keyboard: what a screen reader calls the item with the keyboard focus, keys sent as a
+    // sequence ("Ctrl+F", "Space, Down, Return"), and Tab pressed until `name` has the focus.
+    QString focused() const;
+    void keys(const QString &sequence);
+    bool tabTo(const QString &name);
 };
