@@ -6,6 +6,7 @@
 #include <QKeySequence>
 #include <QQuickItem>
 #include <QTest>
+#include <QtQuickTest/quicktest.h>
 
 namespace {
 
@@ -112,7 +113,8 @@ QQuickItem *AppHarness::item(const QString &objectName) const
 
 bool AppHarness::click(QQuickItem *item)
 {
-    if (!item || !item->isVisible() || !item->isEnabled())
+    // Geometry is only current once the layouts have settled what last changed.
+    if (!item || !QQuickTest::qWaitForPolish(window()) || !item->isVisible() || !item->isEnabled())
         return false;
     if (QQuickItem *flickable = flickableAround(item)) {
         // Bring the item to the middle of the viewport.
@@ -122,6 +124,8 @@ bool AppHarness::click(QQuickItem *item)
         flickable->setProperty("contentY",
                                std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
         QTest::qWait(20);
+        if (!QQuickTest::qWaitForPolish(window()))
+            return false;
     }
     const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
     QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre);
