@@ -5,7 +5,7 @@ import QtQuick.Controls.Material
 // Qt 6.4's Label overrides any role given to it.
 Text {
     color: Material.foreground
-    font.bold: true
+    font.weight: Font.Bold
     wrapMode: Text.Wrap
     Accessible.role: Accessible.Heading
     Accessible.name: text

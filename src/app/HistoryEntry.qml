@@ -32,7 +32,6 @@ ColumnLayout {
         Layout.fillWidth: true
         text: root.headline
         font.pixelSize: Style.headline
-        font.bold: false
         font.weight: Font.DemiBold
     }
     SelectableText {

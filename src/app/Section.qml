@@ -16,7 +16,7 @@ ColumnLayout {
         Layout.fillWidth: true
         text: root.title
         font.pixelSize: Style.caption
-        font.bold: false
+        font.weight: Font.Normal
         font.capitalization: Font.AllUppercase
         color: Style.secondary
         leftPadding: 16

@@ -74,7 +74,6 @@ Page {
                 Heading {
                     text: "Paper trading"
                     font.pixelSize: Style.headline
-                    font.bold: false
                     font.weight: Font.DemiBold
                 }
                 Label {

@@ -1,6 +1,9 @@
 #include "appharness.h"
 
+#include "ownersession.h"
 #include "scriptedownerauthenticator.h"
+#include "tradescreen.h"
+#include "vaultbalance.h"
 
 #include <QAccessible>
 #include <QKeySequence>
@@ -172,4 +175,31 @@ bool AppHarness::tabTo(const QString &name)
     for (int i = 0; i < 40 && focused() != name; ++i)
         QTest::keyClick(window(), Qt::Key_Tab);
     return focused() == name;
+}
+
+bool openScreen(AppHarness &app, int screen)
+{
+    app.service.onJson("/market-data", snapshot());
+    scriptOwner(app.service,
+                {QJsonObject{{"id", "p1"},
+                             {"recipient", "0xrecipient"},
+                             {"hash", "0xh"},
+                             {"reason", "Market data for BTC-USD, ETH-USD and SOL-USD, one hour"}}});
+    if (!app.show() || !QTest::qWaitForWindowActive(app.window()))
+        return false;
+    // No request of the start-up loads is counted as one of the test's.
+    if (!QTest::qWaitFor([&] {
+            return app.workspace->trade()->hasQuote()
+                   && !app.workspace->balance()->property("status").toString().startsWith(u"Loading");
+        }))
+        return false;
+    if (screen == OnWelcome)
+        return true;
+    app.workspace->setEntered(true);
+    app.workspace->setSelectedTab(std::min<int>(screen, OnAccount));
+    if (screen == AsOwner) {
+        QCoro::waitFor(app.workspace->session()->start());
+        QCoro::waitFor(app.workspace->session()->check());
+    }
+    return QTest::qWaitFor([&] { return app.item("tabs") != nullptr; });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ownerprompt.h" // Workspace::prompt() needs it whole
 #include "testservice.h"
 #include "urlopener.h"
 #include "workspace.h"
@@ -61,3 +62,10 @@ public:
     void keys(const QString &sequence);
     bool tabTo(const QString &name);
 };
+
+// The screens a test opens the window on.
+enum Screen { OnWelcome = -1, OnHome, OnMarkets, OnTrade, OnAccount, AsOwner };
+
+// Shows the window on `screen` once both start-up loads are over; AsOwner is the Account tab
+// signed in, with one payment in the history.
+bool openScreen(AppHarness &app, int screen);

@@ -3,7 +3,6 @@
 #include "quiet.h"
 #include "scriptedownerauthenticator.h"
 #include "tradescreen.h"
-#include "vaultbalance.h"
 
 #include <QQuickStyle>
 #include <QTest>
@@ -11,33 +10,6 @@
 namespace {
 
 const QStringList tabBar{"Home", "Markets", "Trade", "Account"};
-
-enum Screen { OnWelcome = -1, OnHome, OnMarkets, OnTrade, OnAccount, AsOwner };
-
-// The window on `screen`, the snapshot loaded; AsOwner is the Account tab signed in, with one
-// payment in the history.
-bool open(AppHarness &app, int screen)
-{
-    app.service.onJson("/market-data", snapshot());
-    scriptOwner(app.service, {QJsonObject{{"id", "p1"}, {"recipient", "0xrecipient"}, {"hash", "0xh"}}});
-    if (!app.show() || !QTest::qWaitForWindowActive(app.window()))
-        return false;
-    // Both start-up loads are over, so that no request of theirs is counted as a key's.
-    if (!QTest::qWaitFor([&] {
-            return app.workspace->trade()->hasQuote()
-                   && !app.workspace->balance()->property("status").toString().startsWith(u"Loading");
-        }))
-        return false;
-    if (screen == OnWelcome)
-        return true;
-    app.workspace->setEntered(true);
-    app.workspace->setSelectedTab(std::min<int>(screen, OnAccount));
-    if (screen == AsOwner) {
-        QCoro::waitFor(app.workspace->session()->start());
-        QCoro::waitFor(app.workspace->session()->check());
-    }
-    return QTest::qWaitFor([&] { return app.item("tabs") != nullptr; });
-}
 
 } // namespace
 
@@ -89,7 +61,7 @@ private slots:
         QFETCH(int, screen);
         QFETCH(QStringList, order);
         AppHarness app;
-        QVERIFY(open(app, screen));
+        QVERIFY(openScreen(app, screen));
         app.window()->resize(390, 500); // shorter than every screen but the welcome
         QVERIFY(app.tabTo(order.first()));
         QStringList seen;
@@ -170,7 +142,7 @@ private slots:
         QFETCH(QString, outcome);
         AppHarness app;
         app.authenticator->queue(false);
-        QVERIFY(open(app, screen));
+        QVERIFY(openScreen(app, screen));
         QVERIFY(app.tabTo(control));
         app.keys(keys);
         const auto observed = [&]() -> QString {
@@ -221,7 +193,7 @@ private slots:
         QFETCH(int, tab);
         QFETCH(QString, requested);
         AppHarness app;
-        QVERIFY(open(app, screen));
+        QVERIFY(openScreen(app, screen));
         const qsizetype before = app.service.seen().size();
         const qsizetype asked = requested.isEmpty() ? 0 : app.service.count(requested);
         app.keys(keys);
@@ -252,7 +224,7 @@ private slots:
     {
         QFETCH(QString, key);
         AppHarness app;
-        QVERIFY(open(app, OnHome));
+        QVERIFY(openScreen(app, OnHome));
         app.workspace->setMessage(QStringLiteral("Device verification was not completed."));
         QTRY_COMPARE(app.focused(), QStringLiteral("OK"));
         app.keys(key);
