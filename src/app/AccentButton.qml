@@ -5,7 +5,7 @@ import Kelvra
 import Kelvra.Core
 
 // A borderless button in the accent colour, as a list row shows it; red when destructive.
-Button {
+PushButton {
     id: root
     property bool destructive: false
 
@@ -13,14 +13,15 @@ Button {
     flat: true
     leftPadding: 0
     font.pixelSize: Style.body
-    font.capitalization: Font.MixedCase
     contentItem: Label {
         text: root.text
         font: root.font
         color: root.destructive ? Style.red : Brand.teal
         horizontalAlignment: Text.AlignLeft
         verticalAlignment: Text.AlignVCenter
+        Accessible.ignored: true
     }
-    Accessible.name: text
-    Accessible.onPressAction: clicked()
+    FocusFrame {
+        shown: root.visualFocus
+    }
 }

@@ -12,6 +12,7 @@ Page {
     required property Workspace workspace
     readonly property OwnerSession session: workspace.session
 
+    title: "Account"
     background: Rectangle {
         color: Style.groupedBackground
     }
@@ -25,25 +26,28 @@ Page {
         session: root.session
     }
 
+    FollowFocus {
+        flickable: scroll
+    }
     Flickable {
         id: scroll
         objectName: "accountScroll"
         anchors.fill: parent
         contentHeight: content.implicitHeight + 32
-        ScrollIndicator.vertical: ScrollIndicator {}
+        ScrollIndicator.vertical: ScrollIndicator {
+            Accessible.ignored: true
+        }
 
         ColumnLayout {
             id: content
-            x: 16
+            width: Math.min(scroll.width - 32, Style.columnWidth)
+            x: (scroll.width - width) / 2
             y: 16
-            width: scroll.width - 32
             spacing: 22
 
-            Label {
+            Heading {
                 text: "Account"
                 font.pixelSize: Style.largeTitle
-                font.bold: true
-                Accessible.role: Accessible.Heading
             }
 
             Section {

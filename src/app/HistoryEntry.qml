@@ -27,8 +27,9 @@ ColumnLayout {
         implicitHeight: 1
         color: Style.separator
     }
-    Label {
+    Heading {
         objectName: "headline"
+        Layout.fillWidth: true
         text: root.headline
         font.pixelSize: Style.headline
         font.weight: Font.DemiBold

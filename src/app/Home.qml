@@ -11,6 +11,7 @@ Page {
     id: root
     required property Workspace workspace
 
+    title: "Home"
     background: Rectangle {
         color: Style.groupedBackground
     }
@@ -26,22 +27,22 @@ Page {
         anchors.fill: parent
         contentHeight: content.implicitHeight + 48
         boundsBehavior: Flickable.DragOverBounds
-        ScrollIndicator.vertical: ScrollIndicator {}
+        ScrollIndicator.vertical: ScrollIndicator {
+            Accessible.ignored: true
+        }
 
         ColumnLayout {
             id: content
-            x: 24
+            width: Math.min(scroll.width - 48, Style.columnWidth)
+            x: (scroll.width - width) / 2
             y: 24
-            width: scroll.width - 48
             spacing: 24
 
             Logo {}
-            Label {
+            Heading {
                 text: "Overview"
                 font.pixelSize: Style.largeTitle
-                font.bold: true
                 color: Brand.navy
-                Accessible.role: Accessible.Heading
             }
 
             Rectangle {
@@ -81,33 +82,35 @@ Page {
                     }
                     RowLayout {
                         spacing: 8
-                        Button {
+                        PushButton {
                             objectName: "accountDetails"
                             text: "Account details"
                             highlighted: true
                             Material.accent: Style.brightTeal
-                            font.capitalization: Font.MixedCase
                             onClicked: root.workspace.selectedTab = Workspace.Account
-                            Accessible.onPressAction: clicked()
+                            FocusFrame {
+                                shown: parent.visualFocus
+                                border.color: "white"
+                            }
                         }
-                        Button {
+                        PushButton {
                             objectName: "paperTrade"
                             text: "Paper trade"
                             highlighted: true
                             Material.accent: Style.brightTeal
-                            font.capitalization: Font.MixedCase
                             onClicked: root.workspace.selectedTab = Workspace.Trade
-                            Accessible.onPressAction: clicked()
+                            FocusFrame {
+                                shown: parent.visualFocus
+                                border.color: "white"
+                            }
                         }
                     }
                 }
             }
 
-            Label {
+            Heading {
                 text: "Market watch"
                 font.pixelSize: Style.title2
-                font.bold: true
-                Accessible.role: Accessible.Heading
             }
             Repeater {
                 model: quotes
@@ -139,6 +142,9 @@ Page {
         }
     }
 
+    FollowFocus {
+        flickable: scroll
+    }
     PullToRefresh {
         flickable: scroll
         action: function () { return root.workspace.market.loadTask() }

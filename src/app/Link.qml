@@ -1,18 +1,24 @@
 import QtQuick
-import QtQuick.Controls
 import Kelvra
 import Kelvra.Core
 
-// Accent-coloured text that opens a web page when activated.
-Label {
+// Accent-coloured text that opens a web page when activated, by pointer, keyboard or screen
+// reader. A Text rather than a Label: Qt 6.4's Label overrides the link role.
+Text {
     id: root
     signal activated
 
     color: enabled ? Brand.teal : Style.secondary
     font.pixelSize: Style.body
-    font.underline: hover.hovered
+    font.underline: hover.hovered || activeFocus
+    activeFocusOnTab: enabled
+    Keys.onSpacePressed: root.activated()
+    Keys.onReturnPressed: root.activated()
+    Keys.onEnterPressed: root.activated()
     Accessible.role: Accessible.Link
     Accessible.name: text
+    Accessible.focusable: true
+    Accessible.focused: activeFocus
     Accessible.onPressAction: root.activated()
 
     HoverHandler {
@@ -22,4 +28,5 @@ Label {
     TapHandler {
         onTapped: root.activated()
     }
+    FocusFrame {}
 }

@@ -22,6 +22,24 @@ ApplicationWindow {
 
     Component.onCompleted: workspace.appeared()
 
+    // The keys only reach the workspace; it decides what each one does.
+    Instantiator {
+        model: 4
+        delegate: Shortcut {
+            required property int index
+            sequence: "Ctrl+" + (index + 1)
+            onActivated: window.workspace.showTab(index)
+        }
+    }
+    Shortcut {
+        sequence: StandardKey.Find
+        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) markets.focusSearch()
+    }
+    Shortcut {
+        sequence: "F5"
+        onActivated: window.workspace.refresh()
+    }
+
     Welcome {
         anchors.fill: parent
         visible: !window.workspace.entered
@@ -39,6 +57,7 @@ ApplicationWindow {
             workspace: window.workspace
         }
         MarketScreen {
+            id: markets
             market: window.workspace.market
         }
         TradeLab {
@@ -67,14 +86,18 @@ ApplicationWindow {
             ]
             TabButton {
                 required property var modelData
+                required property int index
                 objectName: "tab" + modelData.title
                 text: modelData.title
                 icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
                 display: AbstractButton.TextUnderIcon
                 font.capitalization: Font.MixedCase
                 font.pixelSize: Style.caption
+                // A click emitted by a key or a screen reader checks nothing by itself.
+                onClicked: window.workspace.showTab(index)
+                Keys.onReturnPressed: clicked()
+                Keys.onEnterPressed: clicked()
                 Accessible.name: modelData.title
-                Accessible.role: Accessible.PageTab
                 Accessible.onPressAction: clicked()
             }
         }
@@ -95,26 +118,35 @@ ApplicationWindow {
         anchors.centerIn: parent
         width: Math.min(parent.width - 48, 320)
         modal: true
+        focus: true
         title: "Kelvra"
         visible: window.workspace.message.length > 0
         closePolicy: Popup.CloseOnEscape
+        // Return, Enter or Space on "OK" dismisses it, as Escape does.
+        onOpened: alertOk.forceActiveFocus(Qt.PopupFocusReason)
         // However the alert goes away, the message is cleared.
         onClosed: window.workspace.message = ""
 
-        Label {
+        // An alert to a screen reader, which announces it as it appears. A Text rather than a
+        // Label: Qt 6.4's Label overrides the alert role.
+        Text {
             objectName: "alertText"
             width: parent.width
             text: window.workspace.message
             wrapMode: Text.Wrap
+            color: Material.foreground
+            font.pixelSize: Style.body
             Accessible.role: Accessible.AlertMessage
+            Accessible.name: text
         }
         footer: DialogButtonBox {
-            Button {
+            Accessible.ignored: true
+            PushButton {
+                id: alertOk
                 objectName: "alertOk"
                 text: "OK"
                 flat: true
                 DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
-                Accessible.onPressAction: clicked()
             }
         }
         onAccepted: window.workspace.message = ""

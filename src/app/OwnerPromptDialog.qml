@@ -93,12 +93,16 @@ Dialog {
 
     // Action roles: the box must not close the dialog itself, the prompt's end does.
     footer: DialogButtonBox {
+        Accessible.ignored: true
         Button {
             objectName: "cancel"
             text: "Cancel"
             flat: true
             DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
             onClicked: if (dialog.prompt) dialog.prompt.cancel()
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
+            Accessible.onPressAction: clicked()
         }
         Button {
             objectName: "ok"
@@ -107,6 +111,9 @@ Dialog {
             enabled: dialog.asking
             DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
             onClicked: dialog.submit()
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
+            Accessible.onPressAction: clicked()
         }
     }
 }

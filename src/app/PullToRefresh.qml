@@ -16,6 +16,8 @@ Item {
     height: 36
     z: 10
     visible: refreshing || pull > 8
+    // The status line below the list tells a screen reader when the refresh is done.
+    Accessible.ignored: true
 
     function refresh() {
         if (refreshing)

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// A group of rows on a white card, with an optional header above it.
+// A group of rows on a white card, with an optional heading above it.
 ColumnLayout {
     id: root
     property string title
@@ -11,13 +11,15 @@ ColumnLayout {
     Layout.fillWidth: true
     spacing: 6
 
-    Label {
+    Heading {
         visible: root.title.length > 0
-        text: root.title.toUpperCase()
+        Layout.fillWidth: true
+        text: root.title
         font.pixelSize: Style.caption
+        font.weight: Font.Normal
+        font.capitalization: Font.AllUppercase
         color: Style.secondary
         leftPadding: 16
-        Accessible.role: Accessible.Heading
     }
     Rectangle {
         Layout.fillWidth: true

@@ -1,14 +1,20 @@
 import QtQuick
 import QtQuick.Layouts
 
-// Caption text the user can select and copy, such as a wallet address.
+// Caption text the user can select and copy, such as a wallet address, with the pointer or,
+// once Tab has reached it, with the keyboard.
 TextEdit {
     Layout.fillWidth: true
     readOnly: true
     selectByMouse: true
+    selectByKeyboard: true
+    activeFocusOnTab: text.length > 0
     persistentSelection: false
     font.pixelSize: Style.caption
     wrapMode: Text.WrapAnywhere
     Accessible.role: Accessible.StaticText
     Accessible.name: text
+    Accessible.ignored: text.length === 0
+
+    FocusFrame {}
 }

@@ -21,4 +21,8 @@ QtObject {
     readonly property int caption: 12
 
     readonly property string monospace: "monospace"
+
+    // Screens keep to a readable column in a wide window, centred.
+    readonly property int columnWidth: 720
+    readonly property int welcomeWidth: 480
 }

@@ -2,7 +2,8 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// A label at the leading edge and its value at the trailing edge.
+// A label at the leading edge and its value at the trailing edge; a value too long for a narrow
+// window wraps rather than leaving the card. A screen reader reads the two as one line.
 RowLayout {
     id: root
     property string label
@@ -12,17 +13,19 @@ RowLayout {
     spacing: 12
 
     Label {
+        Layout.alignment: Qt.AlignTop
         text: root.label
         font.pixelSize: Style.body
-    }
-    Item {
-        Layout.fillWidth: true
+        Accessible.ignored: true
     }
     Label {
+        Layout.fillWidth: true
+        Layout.alignment: Qt.AlignTop
         text: root.value
         font.pixelSize: Style.body
         color: Style.secondary
         horizontalAlignment: Text.AlignRight
+        wrapMode: Text.Wrap
         Accessible.name: root.label + ": " + root.value
     }
 }

@@ -10,82 +10,98 @@ Page {
     id: root
     required property Workspace workspace
 
+    title: "Welcome"
     background: Rectangle {
         color: "white"
     }
 
-    ColumnLayout {
+    // The spacers share the free height; a window too short for the screen scrolls it.
+    FollowFocus {
+        flickable: scroll
+    }
+    Flickable {
+        id: scroll
         anchors.fill: parent
-        anchors.margins: 28
-        spacing: 24
+        contentHeight: Math.max(height, content.implicitHeight + 56)
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollIndicator.vertical: ScrollIndicator {
+            Accessible.ignored: true
+        }
 
-        Logo {}
-        Item {
-            Layout.fillHeight: true
-        }
-        Label {
-            Layout.fillWidth: true
-            text: "Your agent.\nYour limits."
-            font.pixelSize: 44
-            font.bold: true
-            color: Brand.navy
-            wrapMode: Text.Wrap
-        }
-        Label {
-            Layout.fillWidth: true
-            text: "Explore markets and paper trades. Sign in with a passkey to manage agent payments."
-            font.pixelSize: Style.title3
-            color: Style.secondary
-            wrapMode: Text.Wrap
-        }
-        RowLayout {
-            spacing: 8
-            Image {
-                source: "qrc:/Kelvra/icons/shield.svg"
-                sourceSize: Qt.size(18, 18)
-                Accessible.ignored: true
+        ColumnLayout {
+            id: content
+            width: Math.min(scroll.width - 56, Style.welcomeWidth)
+            height: scroll.contentHeight - 56
+            x: (scroll.width - width) / 2
+            y: 28
+            spacing: 24
+
+            Logo {}
+            Item {
+                Layout.fillHeight: true
+            }
+            Heading {
+                Layout.fillWidth: true
+                text: "Your agent.\nYour limits."
+                font.pixelSize: 44
+                color: Brand.navy
             }
             Label {
-                text: "Ethereum Sepolia · test assets only"
-                font.pixelSize: Style.subheadline
+                Layout.fillWidth: true
+                text: "Explore markets and paper trades. Sign in with a passkey to manage agent payments."
+                font.pixelSize: Style.title3
+                color: Style.secondary
+                wrapMode: Text.Wrap
             }
-        }
-        Item {
-            Layout.fillHeight: true
-        }
-        Button {
-            objectName: "exploreButton"
-            Layout.fillWidth: true
-            Layout.preferredHeight: 56
-            text: "Explore public demo"
-            highlighted: true
-            font.pixelSize: Style.headline
-            font.capitalization: Font.MixedCase
-            onClicked: root.workspace.entered = true
-            Accessible.onPressAction: clicked()
-        }
-        Button {
-            objectName: "ownerButton"
-            Layout.fillWidth: true
-            Layout.preferredHeight: 56
-            text: "Owner sign-in"
-            flat: true
-            Material.foreground: Brand.teal
-            background: Rectangle {
-                radius: 4
-                color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+            RowLayout {
+                spacing: 8
+                Image {
+                    source: "qrc:/Kelvra/icons/shield.svg"
+                    sourceSize: Qt.size(18, 18)
+                    Accessible.ignored: true
+                }
+                Label {
+                    text: "Ethereum Sepolia · test assets only"
+                    font.pixelSize: Style.subheadline
+                }
             }
-            font.pixelSize: Style.headline
-            font.capitalization: Font.MixedCase
-            onClicked: root.workspace.unlock()
-            Accessible.onPressAction: clicked()
-        }
-        Label {
-            Layout.fillWidth: true
-            text: "Made by the Kelvra team"
-            font.pixelSize: Style.caption
-            color: Style.secondary
-            horizontalAlignment: Text.AlignHCenter
+            Item {
+                Layout.fillHeight: true
+            }
+            PushButton {
+                objectName: "exploreButton"
+                Layout.fillWidth: true
+                Layout.preferredHeight: 56
+                text: "Explore public demo"
+                highlighted: true
+                font.pixelSize: Style.headline
+                onClicked: root.workspace.entered = true
+            }
+            PushButton {
+                objectName: "ownerButton"
+                Layout.fillWidth: true
+                Layout.preferredHeight: 56
+                text: "Owner sign-in"
+                flat: true
+                Material.foreground: Brand.teal
+                background: Rectangle {
+                    radius: 4
+                    color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+                    Accessible.ignored: true
+                }
+                font.pixelSize: Style.headline
+                onClicked: root.workspace.unlock()
+                FocusFrame {
+                    shown: parent.visualFocus
+                }
+            }
+            Label {
+                Layout.fillWidth: true
+                text: "Made by the Kelvra team"
+                font.pixelSize: Style.caption
+                color: Style.secondary
+                horizontalAlignment: Text.AlignHCenter
+            }
         }
     }
 }

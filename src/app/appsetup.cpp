@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QQuickStyle>
 
 #include <unistd.h>
@@ -28,6 +29,9 @@ void prepareApplication()
 {
     QGuiApplication::setApplicationName(QStringLiteral("Kelvra"));
     QGuiApplication::setOrganizationName(QStringLiteral("Kelvra"));
+    // The desktop entry's name; the window's class and icon follow it.
     QGuiApplication::setDesktopFileName(QStringLiteral("app.kelvra.Kelvra"));
+    QGuiApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("app.kelvra.Kelvra"), QIcon(QStringLiteral(":/Kelvra/icon.svg"))));
     QQuickStyle::setStyle(QStringLiteral("Material"));
 }

@@ -73,6 +73,24 @@ void Workspace::setMessage(const QString &message)
     emit messageChanged();
 }
 
+bool Workspace::showTab(int tab)
+{
+    if (!m_entered || tab < Home || tab > Account)
+        return false;
+    setSelectedTab(tab);
+    return true;
+}
+
+void Workspace::refresh()
+{
+    if (!m_entered)
+        return;
+    if (m_selectedTab == Account)
+        m_session->check();
+    else
+        m_market->load();
+}
+
 void Workspace::appeared()
 {
     startUp();

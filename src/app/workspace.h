@@ -86,6 +86,13 @@ public:
     // Opens the service origin followed by `path` (which begins with "/").
     Q_INVOKABLE void openSite(const QString &path);
 
+    // Keyboard commands of the tab view; before the user has entered they do nothing.
+    // Shows the tab with this tag; false when it was not shown.
+    Q_INVOKABLE bool showTab(int tab);
+    // Reloads what the current tab shows: the market snapshot on Home, Markets and Trade, the
+    // session check on Account.
+    Q_INVOKABLE void refresh();
+
     // The start-up loads, in order and never together; awaitable for tests.
     QCoro::Task<> startUp();
 

@@ -11,24 +11,31 @@ Page {
     required property Markets market
     property alias query: search.text
 
+    function focusSearch() {
+        search.forceActiveFocus(Qt.ShortcutFocusReason)
+    }
+
+    title: "Markets"
     background: Rectangle {
         color: Style.groupedBackground
     }
 
     header: Pane {
         padding: 16
+        Accessible.ignored: true
         bottomPadding: 8
         background: Rectangle {
             color: Style.groupedBackground
         }
         ColumnLayout {
-            anchors.fill: parent
+            anchors.top: parent.top
+            anchors.bottom: parent.bottom
+            anchors.horizontalCenter: parent.horizontalCenter
+            width: Math.min(parent.width, Style.columnWidth)
             spacing: 10
-            Label {
+            Heading {
                 text: "Markets"
                 font.pixelSize: Style.largeTitle
-                font.bold: true
-                Accessible.role: Accessible.Heading
             }
             TextField {
                 id: search
@@ -50,9 +57,10 @@ Page {
     ListView {
         id: list
         objectName: "quoteList"
-        anchors.fill: parent
-        anchors.leftMargin: 16
-        anchors.rightMargin: 16
+        anchors.top: parent.top
+        anchors.bottom: parent.bottom
+        anchors.horizontalCenter: parent.horizontalCenter
+        width: Math.min(parent.width - 32, Style.columnWidth)
         spacing: 12
         topMargin: 8
         bottomMargin: 16

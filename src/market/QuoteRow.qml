@@ -5,6 +5,7 @@ import Kelvra
 import Kelvra.Core
 
 // One quote as a rounded card: name and symbol on the left, price and 24-hour change on the right.
+// A screen reader reads the card as one item.
 Rectangle {
     id: root
     required property string name
@@ -17,7 +18,7 @@ Rectangle {
     radius: 16
     color: Style.card
     Accessible.role: Accessible.ListItem
-    Accessible.name: name + ", " + price + ", " + change
+    Accessible.name: name + ", " + symbol + ", " + price + ", " + change
 
     RowLayout {
         id: row
@@ -31,11 +32,13 @@ Rectangle {
                 text: root.name
                 font.pixelSize: Style.headline
                 font.weight: Font.DemiBold
+                Accessible.ignored: true
             }
             Label {
                 text: root.symbol
                 font.pixelSize: Style.caption
                 color: Style.secondary
+                Accessible.ignored: true
             }
         }
         Item {
@@ -48,12 +51,14 @@ Rectangle {
                 text: root.price
                 font.pixelSize: Style.headline
                 font.weight: Font.DemiBold
+                Accessible.ignored: true
             }
             Label {
                 Layout.alignment: Qt.AlignRight
                 text: root.change
                 font.pixelSize: Style.caption
                 color: root.rising ? Brand.teal : Style.red
+                Accessible.ignored: true
             }
         }
     }

@@ -12,6 +12,7 @@ Page {
     required property TradeScreen trade
     required property Markets market
 
+    title: "Trade lab"
     background: Rectangle {
         color: Style.groupedBackground
     }
@@ -29,6 +30,7 @@ Page {
         Label {
             id: caption
             font.pixelSize: Style.body
+            Accessible.ignored: true
         }
         Item {
             Layout.fillWidth: true
@@ -44,29 +46,32 @@ Page {
         }
     }
 
+    FollowFocus {
+        flickable: scroll
+    }
     Flickable {
         id: scroll
         objectName: "tradeScroll"
         anchors.fill: parent
         contentHeight: content.implicitHeight + 32
-        ScrollIndicator.vertical: ScrollIndicator {}
+        ScrollIndicator.vertical: ScrollIndicator {
+            Accessible.ignored: true
+        }
 
         ColumnLayout {
             id: content
-            x: 16
+            width: Math.min(scroll.width - 32, Style.columnWidth)
+            x: (scroll.width - width) / 2
             y: 16
-            width: scroll.width - 32
             spacing: 22
 
-            Label {
+            Heading {
                 text: "Trade lab"
                 font.pixelSize: Style.largeTitle
-                font.bold: true
-                Accessible.role: Accessible.Heading
             }
 
             Section {
-                Label {
+                Heading {
                     text: "Paper trading"
                     font.pixelSize: Style.headline
                     font.weight: Font.DemiBold
@@ -88,29 +93,49 @@ Page {
                     Label {
                         text: "Side"
                         font.pixelSize: Style.body
+                        Accessible.ignored: true
                     }
                     Item {
                         Layout.fillWidth: true
                     }
+                    // A two-segment control: one radio button per side.
                     Row {
-                        id: sides
                         objectName: "side"
-                        Accessible.role: Accessible.PageTabList
+                        spacing: 4
+                        Accessible.role: Accessible.Grouping
                         Accessible.name: "Side"
                         Repeater {
                             model: ["Buy", "Sell"]
-                            Button {
+                            RadioButton {
+                                id: segment
                                 required property string modelData
                                 objectName: "side" + modelData
                                 text: modelData
-                                checkable: true
                                 checked: root.trade.side === modelData
-                                highlighted: checked
-                                flat: !checked
                                 width: 76
-                                font.capitalization: Font.MixedCase
+                                implicitHeight: 36
+                                padding: 0
+                                indicator: null
+                                contentItem: Text {
+                                    text: segment.text
+                                    font.pixelSize: Style.subheadline
+                                    color: segment.checked ? "white" : Brand.teal
+                                    horizontalAlignment: Text.AlignHCenter
+                                    verticalAlignment: Text.AlignVCenter
+                                }
+                                background: Rectangle {
+                                    radius: 8
+                                    color: segment.checked ? Brand.teal : "transparent"
+                                    border.color: Brand.teal
+                                    Accessible.ignored: true
+                                    FocusFrame {
+                                        shown: segment.visualFocus
+                                    }
+                                }
                                 onClicked: root.trade.side = modelData
-                                Accessible.role: Accessible.RadioButton
+                                Keys.onReturnPressed: clicked()
+                                Keys.onEnterPressed: clicked()
+                                Accessible.name: text
                                 Accessible.onPressAction: clicked()
                             }
                         }
@@ -122,6 +147,7 @@ Page {
                     Label {
                         text: "Asset"
                         font.pixelSize: Style.body
+                        Accessible.ignored: true
                     }
                     Item {
                         Layout.fillWidth: true
@@ -135,6 +161,7 @@ Page {
                         currentIndex: root.trade.assetOptions.findIndex(option => option.value === root.trade.asset)
                         onActivated: root.trade.asset = currentValue
                         Accessible.name: "Asset"
+                        Component.onCompleted: contentItem.Accessible.ignored = true
                     }
                 }
                 Field {

@@ -1,9 +1,15 @@
 #include "appharness.h"
 
+#include "ownersession.h"
 #include "scriptedownerauthenticator.h"
+#include "tradescreen.h"
+#include "vaultbalance.h"
 
+#include <QAccessible>
+#include <QKeySequence>
 #include <QQuickItem>
 #include <QTest>
+#include <QtQuickTest/quicktest.h>
 
 namespace {
 
@@ -24,7 +30,41 @@ QQuickItem *flickableAround(QQuickItem *item)
     return nullptr;
 }
 
+QJsonObject quote(const QString &pair, double price, double bid, double ask)
+{
+    return {{"pair", pair},
+            {"price", price},
+            {"change", 1.234},
+            {"high", 66000},
+            {"low", 64000},
+            {"volume", 1234.5678},
+            {"bid", bid},
+            {"ask", ask},
+            {"time", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)}};
+}
+
 } // namespace
+
+QJsonObject snapshot()
+{
+    return {
+        {"quotes", QJsonArray{quote("BTC-USD", 65000, 64990, 65010), quote("ETH-USD", 3000, 2999.5, 3000.5),
+                              quote("SOL-USD", 150, 149.9, 150.1)}}};
+}
+
+void scriptOwner(TestService &service, const QJsonArray &history)
+{
+    service.onJson(
+        "/device/start",
+        QJsonObject{{"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", service.origin() + "/portal/s1"}});
+    const double expires = double(QDateTime::currentMSecsSinceEpoch() + 600000);
+    service.onJson("/device/claim", QJsonObject{{"token", "t0k"}, {"expires", expires}});
+    service.onJson("/device/status", QJsonObject{{"authenticated", true}});
+    service.onJson("/api/account",
+                   QJsonObject{{"owner", "0xowner"}, {"nativeBalance", 0.5}, {"tokenBalance", "12.5"}});
+    service.onJson("/api/history", history);
+    service.onJson("/device/logout", QJsonObject{});
+}
 
 AppHarness::AppHarness(std::chrono::milliseconds checkPeriod, QString origin)
     : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
@@ -76,7 +116,8 @@ QQuickItem *AppHarness::item(const QString &objectName) const
 
 bool AppHarness::click(QQuickItem *item)
 {
-    if (!item || !item->isVisible() || !item->isEnabled())
+    // Geometry is only current once the layouts have settled what last changed.
+    if (!item || !QQuickTest::qWaitForPolish(window()) || !item->isVisible() || !item->isEnabled())
         return false;
     const auto centre = [item] {
         return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
@@ -123,4 +164,54 @@ QString AppHarness::text(const QString &objectName) const
 {
     QQuickItem *found = item(objectName);
     return found ? found->property("text").toString() : QString();
+}
+
+QString AppHarness::focused() const
+{
+    // Controls take their accessible names from their texts once accessibility is on.
+    QAccessible::setActive(true);
+    QQuickItem *item = window() ? window()->activeFocusItem() : nullptr;
+    QAccessibleInterface *face = item ? QAccessible::queryAccessibleInterface(item) : nullptr;
+    return face ? face->text(QAccessible::Name) : QString();
+}
+
+void AppHarness::keys(const QString &sequence)
+{
+    const QKeySequence keys(sequence);
+    for (int i = 0; i < keys.count(); ++i)
+        QTest::keyClick(window(), keys[i].key(), keys[i].keyboardModifiers());
+}
+
+bool AppHarness::tabTo(const QString &name)
+{
+    for (int i = 0; i < 40 && focused() != name; ++i)
+        QTest::keyClick(window(), Qt::Key_Tab);
+    return focused() == name;
+}
+
+bool openScreen(AppHarness &app, int screen)
+{
+    app.service.onJson("/market-data", snapshot());
+    scriptOwner(app.service,
+                {QJsonObject{{"id", "p1"},
+                             {"recipient", "0xrecipient"},
+                             {"hash", "0xh"},
+                             {"reason", "Market data for BTC-USD, ETH-USD and SOL-USD, one hour"}}});
+    if (!app.show() || !QTest::qWaitForWindowActive(app.window()))
+        return false;
+    // No request of the start-up loads is counted as one of the test's.
+    if (!QTest::qWaitFor([&] {
+            return app.workspace->trade()->hasQuote()
+                   && !app.workspace->balance()->property("status").toString().startsWith(u"Loading");
+        }))
+        return false;
+    if (screen == OnWelcome)
+        return true;
+    app.workspace->setEntered(true);
+    app.workspace->setSelectedTab(std::min<int>(screen, OnAccount));
+    if (screen == AsOwner) {
+        QCoro::waitFor(app.workspace->session()->start());
+        QCoro::waitFor(app.workspace->session()->check());
+    }
+    return QTest::qWaitFor([&] { return app.item("tabs") != nullptr; });
 }

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "ownerprompt.h" // Workspace::prompt() needs it whole
 #include "testservice.h"
 #include "urlopener.h"
 #include "workspace.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -11,6 +14,11 @@
 #include <memory>
 
 class ScriptedOwnerAuthenticator;
+
+// A market snapshot of BTC-USD, ETH-USD and SOL-USD quoted now.
+QJsonObject snapshot();
+// A service that signs the owner in at once and has this history.
+void scriptOwner(TestService &service, const QJsonArray &history);
 
 // Opens nothing; remembers what the app asked to open.
 class RecordingOpener : public UrlOpener
@@ -49,4 +57,17 @@ public:
     // Types text into the field with this objectName after clearing it.
     bool type(const QString &objectName, const QString &text);
     QString text(const QString &objectName) const;
+
+    // The keyboard: what a screen reader calls the item with the keyboard focus, keys sent as a
+    // sequence ("Ctrl+F", "Space, Down, Return"), and Tab pressed until `name` has the focus.
+    QString focused() const;
+    void keys(const QString &sequence);
+    bool tabTo(const QString &name);
 };
+
+// The screens a test opens the window on.
+enum Screen { OnWelcome = -1, OnHome, OnMarkets, OnTrade, OnAccount, AsOwner };
+
+// Shows the window on `screen` once both start-up loads are over; AsOwner is the Account tab
+// signed in, with one payment in the history.
+bool openScreen(AppHarness &app, int screen);

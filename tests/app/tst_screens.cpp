@@ -16,41 +16,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-QJsonObject quote(const QString &pair, double price, double bid, double ask)
-{
-    return {{"pair", pair},
-            {"price", price},
-            {"change", 1.234},
-            {"high", 66000},
-            {"low", 64000},
-            {"volume", 1234.5678},
-            {"bid", bid},
-            {"ask", ask},
-            {"time", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)}};
-}
-
-QJsonObject snapshot()
-{
-    return {
-        {"quotes", QJsonArray{quote("BTC-USD", 65000, 64990, 65010), quote("ETH-USD", 3000, 2999.5, 3000.5),
-                              quote("SOL-USD", 150, 149.9, 150.1)}}};
-}
-
-// A service that signs the owner in at once and has a short history.
-void scriptOwner(TestService &service, const QJsonArray &history)
-{
-    service.onJson(
-        "/device/start",
-        QJsonObject{{"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", service.origin() + "/portal/s1"}});
-    const double expires = double(QDateTime::currentMSecsSinceEpoch() + 600000);
-    service.onJson("/device/claim", QJsonObject{{"token", "t0k"}, {"expires", expires}});
-    service.onJson("/device/status", QJsonObject{{"authenticated", true}});
-    service.onJson("/api/account",
-                   QJsonObject{{"owner", "0xowner"}, {"nativeBalance", 0.5}, {"tokenBalance", "12.5"}});
-    service.onJson("/api/history", history);
-    service.onJson("/device/logout", QJsonObject{});
-}
-
 QStringList paths(const TestService &service)
 {
     QStringList all;

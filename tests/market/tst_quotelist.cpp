@@ -70,7 +70,19 @@ private slots:
         QTest::newRow("no match") << "SOL-USD"
                                   << "xrp"
                                   << "en_US" << false;
-        // Case rules are the user's locale's: in Turkish, I lowers to a dotless ı.
+        // Case rules are the user's locale's: the regions the suite runs under fold ASCII
+        // letters alike, and a dotted capital İ is an i with a dot above outside Turkish...
+        QTest::newRow("upper case, C") << "SOL-USD"
+                                       << "SOLANA"
+                                       << "C" << true;
+        QTest::newRow("mixed case, German") << "ETH-USD"
+                                            << "eThEr"
+                                            << "de_DE" << true;
+        QTest::newRow("upper case, French") << "BTC-USD"
+                                            << "BTC"
+                                            << "fr_FR" << true;
+        QTest::newRow("dotted İ, English") << "BTC-USD" << QString::fromUtf8("BİTCOİN") << "en_US" << false;
+        // ...while in Turkish, I lowers to a dotless ı.
         QTest::newRow("dotless I, English") << "BTC-USD"
                                             << "BITCOIN"
                                             << "en_US" << true;

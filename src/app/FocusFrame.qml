@@ -1,0 +1,16 @@
+import QtQuick
+import Kelvra.Core
+
+// The keyboard focus ring around its parent.
+Rectangle {
+    property bool shown: parent.activeFocus
+
+    anchors.fill: parent
+    anchors.margins: -3
+    radius: 6
+    color: "transparent"
+    border.width: 2
+    border.color: Brand.teal
+    visible: shown
+    Accessible.ignored: true
+}
