@@ -16,6 +16,19 @@ Page {
         color: Style.groupedBackground
     }
 
+    // The top or the bottom of a white card, its corners rounded.
+    component CardEdge: Item {
+        property bool closing: false
+        clip: true
+        Rectangle {
+            width: parent.width
+            height: parent.height + radius
+            y: parent.closing ? -radius : 0
+            radius: 12
+            color: Style.card
+        }
+    }
+
     AccountRecord {
         id: record
         session: root.session
@@ -25,17 +38,29 @@ Page {
         session: root.session
     }
 
-    Flickable {
+    // One list as long as the history: only the entries in view are made, so that the longest
+    // history the service may send is on screen as soon as a short one. The sections before the
+    // entries are its header, the ones after them its footer.
+    ListView {
         id: scroll
         objectName: "accountScroll"
         anchors.fill: parent
-        contentHeight: content.implicitHeight + 32
+        topMargin: 16
+        bottomMargin: 16
         ScrollIndicator.vertical: ScrollIndicator {}
+        model: root.session.connected ? history : null
 
-        ColumnLayout {
-            id: content
+        // How far the view is scrolled from the top of the page.
+        property real fromTop: 0
+        onContentYChanged: fromTop = contentY - originY + topMargin
+
+        header: ColumnLayout {
+            // A list keeps its first entry in place when the header grows or shrinks (the
+            // session connects, a status line wraps); this page keeps its top instead, as a page
+            // does.
+            onHeightChanged: scroll.contentY = scroll.originY - scroll.topMargin + scroll.fromTop
+
             x: 16
-            y: 16
             width: scroll.width - 32
             spacing: 22
 
@@ -88,7 +113,6 @@ Page {
                     wrapMode: Text.Wrap
                 }
             }
-
             Section {
                 objectName: "walletSection"
                 visible: root.session.connected
@@ -115,23 +139,57 @@ Page {
                     wrapMode: Text.Wrap
                 }
             }
-
-            Section {
+            // The history's card opens here, its entries continue it and the footer closes it.
+            ColumnLayout {
                 objectName: "historySection"
                 visible: root.session.connected
-                title: "Payment history"
-                Repeater {
-                    objectName: "historyEntries"
-                    model: history
-                    HistoryEntry {
-                        Layout.fillWidth: true
-                        onExplore: url => root.workspace.openURL(url)
-                        onVerify: id => root.session.verifyTask(id)
-                    }
-                }
+                Layout.fillWidth: true
+                spacing: 6
+
                 Label {
-                    objectName: "proof"
+                    text: "Payment history"
+                    font.pixelSize: Style.caption
+                    font.capitalization: Font.AllUppercase
+                    color: Style.secondary
+                    leftPadding: 16
+                    Accessible.role: Accessible.Heading
+                }
+                CardEdge {
                     Layout.fillWidth: true
+                    implicitHeight: 12
+                }
+            }
+            // Without the history the footer's sections keep their distance from the header's.
+            Item {
+                visible: !root.session.connected
+            }
+        }
+
+        delegate: HistoryEntry {
+            x: 16
+            width: scroll.width - 32
+            below: index < scroll.count - 1 ? 10 : 0
+            onExplore: url => root.workspace.openURL(url)
+            onVerify: id => root.session.verifyTask(id)
+        }
+
+        footer: ColumnLayout {
+            x: 16
+            width: scroll.width - 32
+            spacing: 22
+
+            CardEdge {
+                visible: root.session.connected
+                Layout.fillWidth: true
+                implicitHeight: proof.visible ? proof.implicitHeight + 20 : 12
+                closing: true
+
+                Label {
+                    id: proof
+                    objectName: "proof"
+                    x: 16
+                    y: 10
+                    width: parent.width - 32
                     visible: root.session.proof.length > 0
                     text: root.session.proof
                     font.pixelSize: Style.body

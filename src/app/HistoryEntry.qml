@@ -4,8 +4,8 @@ import QtQuick.Layouts
 import Kelvra
 import Kelvra.Core
 
-// One payment of the history.
-ColumnLayout {
+// One payment of the history, on a band of its card.
+Rectangle {
     id: root
     required property int index
     required property string headline
@@ -18,51 +18,61 @@ ColumnLayout {
     required property string reason
     signal explore(url url)
     signal verify(string id)
+    // White space below the entry, before the next one.
+    property real below: 10
 
-    spacing: 8
+    color: Style.card
+    implicitHeight: column.implicitHeight + below
 
-    Rectangle {
-        visible: root.index > 0
-        Layout.fillWidth: true
-        implicitHeight: 1
-        color: Style.separator
-    }
-    Label {
-        objectName: "headline"
-        text: root.headline
-        font.pixelSize: Style.headline
-        font.weight: Font.DemiBold
-    }
-    SelectableText {
-        objectName: "recipient"
-        text: root.recipient
-    }
-    Label {
-        objectName: "date"
-        text: root.date
-        font.pixelSize: Style.caption
-        color: Style.secondary
-    }
-    Link {
-        objectName: "explorerLink"
-        visible: root.hasHash
-        enabled: root.explorer.toString().length > 0
-        text: "View on explorer"
-        onActivated: root.explore(root.explorer)
-    }
-    AccentButton {
-        objectName: "verify"
-        visible: root.hasHash
-        text: "Verify original intent"
-        onClicked: root.verify(root.paymentId)
-    }
-    Label {
-        objectName: "reason"
-        Layout.fillWidth: true
-        visible: root.hasReason
-        text: root.reason
-        font.pixelSize: Style.footnote
-        color: Style.secondary
-        wrapMode: Text.Wrap
+    ColumnLayout {
+        id: column
+        x: 16
+        width: root.width - 32
+        spacing: 8
+
+        Rectangle {
+            visible: root.index > 0
+            Layout.fillWidth: true
+            implicitHeight: 1
+            color: Style.separator
+        }
+        Label {
+            objectName: "headline"
+            text: root.headline
+            font.pixelSize: Style.headline
+            font.weight: Font.DemiBold
+        }
+        SelectableText {
+            objectName: "recipient"
+            text: root.recipient
+        }
+        Label {
+            objectName: "date"
+            text: root.date
+            font.pixelSize: Style.caption
+            color: Style.secondary
+        }
+        Link {
+            objectName: "explorerLink"
+            visible: root.hasHash
+            enabled: root.explorer.toString().length > 0
+            text: "View on explorer"
+            onActivated: root.explore(root.explorer)
+        }
+        AccentButton {
+            objectName: "verify"
+            visible: root.hasHash
+            text: "Verify original intent"
+            onClicked: root.verify(root.paymentId)
+        }
+        Label {
+            objectName: "reason"
+            Layout.fillWidth: true
+            visible: root.hasReason
+            text: root.reason
+            font.pixelSize: Style.footnote
+            color: Style.secondary
+            wrapMode: Text.Wrap
+        }
     }
 }

@@ -82,9 +82,14 @@ bool AppHarness::click(QQuickItem *item)
         // Bring the item to the middle of the viewport.
         const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
         const qreal contentY = flickable->property("contentY").toReal();
-        const qreal maxY = std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
+        // A list's header lies above its origin, and its margins widen the range.
+        const qreal minY =
+            flickable->property("originY").toReal() - flickable->property("topMargin").toReal();
+        const qreal maxY = std::max(
+            minY, flickable->property("originY").toReal() + flickable->property("contentHeight").toReal()
+                      + flickable->property("bottomMargin").toReal() - flickable->height());
         flickable->setProperty("contentY",
-                               std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
+                               std::clamp(contentY + inView - flickable->height() / 2, minY, maxY));
         QTest::qWait(20);
     }
     const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();

@@ -105,8 +105,12 @@ private:
         for (QQuickItem *p = target->parentItem(); p; p = p->parentItem()) {
             if (p->inherits("QQuickFlickable")) {
                 const qreal y = target->mapToItem(p, QPointF()).y() + p->property("contentY").toReal();
-                const qreal most = std::max(0.0, p->property("contentHeight").toReal() - p->height());
-                p->setProperty("contentY", std::clamp(y - p->height() / 3, 0.0, most));
+                // A list's header lies above its origin, and its margins widen the range.
+                const qreal least = p->property("originY").toReal() - p->property("topMargin").toReal();
+                const qreal most =
+                    std::max(least, p->property("originY").toReal() + p->property("contentHeight").toReal()
+                                        + p->property("bottomMargin").toReal() - p->height());
+                p->setProperty("contentY", std::clamp(y - p->height() / 3, least, most));
                 return;
             }
         }
