@@ -43,13 +43,15 @@ namespace {
 class Bench
 {
 public:
-    Bench(QString scenario, Workspace *workspace, ApprovingBrowser *browser, QQuickWindow *window, int checks)
+    Bench(QString scenario, Workspace *workspace, ApprovingBrowser *browser, QQuickWindow *window, int checks,
+          const probe::ReplyWatch *quotes)
         : m_scenario(std::move(scenario))
         , m_workspace(workspace)
         , m_browser(browser)
         , m_window(window)
         , m_frames(window)
         , m_checks(checks)
+        , m_quotes(quotes)
     {}
 
     QCoro::Task<int> run()
@@ -69,6 +71,8 @@ public:
             if (!shown)
                 co_return 1;
             probe::report("quotes-after-first-frame-ms", m_frames.shownAt() - m_frames.firstFrameAt());
+            // Where the time went: the snapshot's reply, counted from the start like the frames.
+            probe::report("quotes-reply-ms", m_quotes->lastCompleteAt());
             co_return 0;
         }
         const int result = co_await signedInScenario();
@@ -107,12 +111,16 @@ private:
     {
         m_workspace->unlock();
         const bool opened = co_await until([this] { return !m_browser->pending.isEmpty(); }, 5s);
-        if (!opened)
+        const bool approved = opened && co_await m_browser->approve();
+        if (!approved) {
+            std::fprintf(stderr, "kelvra-bench-app: the portal was not %s\n", opened ? "approved" : "opened");
             co_return false;
-        const bool approved = co_await m_browser->approve();
-        if (!approved)
-            co_return false;
+        }
         co_await m_workspace->session()->check();
+        if (!m_workspace->session()->connected()) {
+            std::fprintf(stderr, "kelvra-bench-app: not connected: %s\n",
+                         qPrintable(m_workspace->session()->status()));
+        }
         co_return m_workspace->session()->connected();
     }
 
@@ -152,6 +160,9 @@ private:
         co_await settle();
         probe::ReplyWatch replies(QStringLiteral("/api/history"));
         qApp->installEventFilter(&replies);
+        double stored = -1;
+        QObject::connect(m_workspace->session(), &OwnerSession::historyChanged, &replies,
+                         [&stored] { stored = probe::sinceStart(); });
         m_frames.arm([this] { return historyShown(); });
         const bool signedIn = co_await signIn();
         const bool shown = signedIn && co_await until([this] { return m_frames.shownAt() >= 0; }, 10s);
@@ -160,6 +171,10 @@ private:
             co_return 1;
         probe::report("rows", double(m_workspace->session()->history().size()));
         probe::report("history-frame-ms", m_frames.shownAt() - replies.lastCompleteAt());
+        // Where the time went: to the rows in the session, to the frame's synchronisation (the
+        // GUI thread's part), to the swap (the render thread's).
+        probe::report("history-stored-ms", stored - replies.lastCompleteAt());
+        probe::report("history-sync-ms", m_frames.shownSyncAt() - replies.lastCompleteAt());
         co_await settle();
         probe::report("peak-rss-kib", double(probe::statusKiB("VmHWM")));
         co_return 0;
@@ -190,6 +205,7 @@ private:
         probe::ReplyWatch replies(QStringLiteral("/api/history"));
         qApp->installEventFilter(&replies);
         bool ok = co_await signIn();
+        double tenth = 0;
         for (const int mark : {10, m_checks}) {
             const auto timeout = std::chrono::milliseconds(qint64(mark) * 200) + 10s;
             const bool reached =
@@ -199,7 +215,11 @@ private:
                 probe::report(mark == 10 ? "rss-after-10-kib" : "rss-after-all-kib",
                               double(probe::statusKiB("VmRSS")));
             }
+            if (mark == 10)
+                tenth = probe::sinceStart();
         }
+        // Longer than the period: the checks piled up on one another.
+        probe::report("ms-per-check", (probe::sinceStart() - tenth) / std::max(1, m_checks - 10));
         qApp->removeEventFilter(&replies);
         probe::report("checks", double(replies.count()));
         co_return ok ? 0 : 1;
@@ -211,6 +231,7 @@ private:
     QQuickWindow *m_window;
     probe::FrameWatch m_frames;
     int m_checks;
+    const probe::ReplyWatch *m_quotes;
 };
 
 } // namespace
@@ -250,6 +271,11 @@ int main(int argc, char *argv[])
     if (scenario == QLatin1String("quotes"))
         workspace.setEntered(true);
 
+    // Sees the snapshot's reply; it only looks, and only in this scenario.
+    probe::ReplyWatch quotes(QStringLiteral("/market-data"));
+    if (scenario == QLatin1String("quotes"))
+        app.installEventFilter(&quotes);
+
     QQmlApplicationEngine engine;
     engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
     QObject::connect(
@@ -262,7 +288,7 @@ int main(int argc, char *argv[])
     if (!window)
         return 1;
 
-    Bench bench(scenario, &workspace, &browser, window, checks);
+    Bench bench(scenario, &workspace, &browser, window, checks, &quotes);
     int status = 1;
     QCoro::connect(bench.run(), &app, [&status](int result) {
         status = result;

@@ -122,8 +122,10 @@ FrameWatch::FrameWatch(QQuickWindow *window)
     m_sync = QObject::connect(
         window, &QQuickWindow::beforeSynchronizing, window,
         [this] {
+            const double at = sinceStart();
             std::lock_guard guard(m_lock);
             m_syncPassed = m_test && m_test();
+            m_syncAt = at;
         },
         Qt::DirectConnection);
     m_swap = QObject::connect(
@@ -136,6 +138,7 @@ FrameWatch::FrameWatch(QQuickWindow *window)
                     m_test = nullptr;
                     m_syncPassed = false;
                     m_shown = at;
+                    m_shownSync = m_syncAt;
                 }
             }
             double none = -1;
@@ -157,6 +160,7 @@ void FrameWatch::arm(std::function<bool()> test)
     m_test = std::move(test);
     m_syncPassed = false;
     m_shown = -1;
+    m_shownSync = -1;
     m_window->update();
 }
 

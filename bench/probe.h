@@ -60,6 +60,8 @@ public:
     void arm(std::function<bool()> test);
     double firstFrameAt() const { return m_first.load(); }
     double shownAt() const { return m_shown.load(); }
+    // When the synchronisation of that frame began: what the GUI thread did for it was done.
+    double shownSyncAt() const { return m_shownSync.load(); }
     int swaps() const { return m_swaps.load(); }
 
 private:
@@ -68,8 +70,10 @@ private:
     std::mutex m_lock;
     std::function<bool()> m_test;
     bool m_syncPassed = false;
+    double m_syncAt = -1;
     std::atomic<double> m_first{-1};
     std::atomic<double> m_shown{-1};
+    std::atomic<double> m_shownSync{-1};
     std::atomic<int> m_swaps{0};
 };
 
