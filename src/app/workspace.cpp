@@ -24,7 +24,8 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
 {
     m_checkTimer.setInterval(m_platform.checkPeriod);
     connect(&m_checkTimer, &QTimer::timeout, this, &Workspace::runCheck);
-    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
+    if (qGuiApp)
+        connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
     if (m_platform.authenticator) {
         connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this,
                 [this](OwnerPrompt *prompt) {

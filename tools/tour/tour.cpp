@@ -89,11 +89,11 @@ public:
         if (!history.isEmpty())
             co_await m_workspace->session()->verify(history.first().toObject().value("id").toString());
         co_await settle(500ms);
-        shoot("account-waiting-top");
+        shoot("account");
         if (QQuickItem *proof = item("proof"))
             scrollTo(proof);
         co_await settle(400ms);
-        shoot("account-connected");
+        shoot("account-history");
         co_return m_failed ? 1 : 0;
     }
 
