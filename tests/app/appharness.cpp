@@ -78,7 +78,13 @@ bool AppHarness::click(QQuickItem *item)
 {
     if (!item || !item->isVisible() || !item->isEnabled())
         return false;
-    if (QQuickItem *flickable = flickableAround(item)) {
+    const auto centre = [item] { return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)); };
+    const QRectF inWindow(0, 0, window()->width() - 1, window()->height() - 1);
+    // A layout that has just grown may not have settled yet: scroll again until the item is in view.
+    for (int tries = 0; tries < 10 && (tries == 0 || !inWindow.contains(centre())); ++tries) {
+        QQuickItem *flickable = flickableAround(item);
+        if (!flickable)
+            break;
         // Bring the item to the middle of the viewport.
         const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
         const qreal contentY = flickable->property("contentY").toReal();
@@ -92,8 +98,7 @@ bool AppHarness::click(QQuickItem *item)
                                std::clamp(contentY + inView - flickable->height() / 2, minY, maxY));
         QTest::qWait(20);
     }
-    const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre);
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre().toPoint());
     return true;
 }
 
