@@ -281,9 +281,13 @@ int main(int argc, char *argv[])
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
         Qt::QueuedConnection);
+    const double loading = probe::sinceStart();
     engine.load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return 1;
+    // Where the start-up goes: before the window is built, and building it.
+    probe::report("before-load-ms", loading);
+    probe::report("load-ms", probe::sinceStart() - loading);
     auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
     if (!window)
         return 1;

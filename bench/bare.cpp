@@ -74,9 +74,12 @@ int main(int argc, char *argv[])
     QGuiApplication app(argc, argv);
     QQuickStyle::setStyle(QStringLiteral("Material"));
     QQmlApplicationEngine engine;
+    const double loading = probe::sinceStart();
     engine.load(QUrl(QStringLiteral("qrc:/KelvraBare/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return 1;
+    probe::report("before-load-ms", loading);
+    probe::report("load-ms", probe::sinceStart() - loading);
     auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
     if (!window)
         return 1;
