@@ -110,7 +110,7 @@ private:
     QCoro::Task<bool> signIn()
     {
         m_workspace->unlock();
-        const bool opened = co_await until([this] { return !m_browser->pending.isEmpty(); }, 5s);
+        const bool opened = co_await until([this] { return !m_browser->pending.isEmpty(); }, 30s);
         const bool approved = opened && co_await m_browser->approve();
         if (!approved) {
             std::fprintf(stderr, "kelvra-bench-app: the portal was not %s\n", opened ? "approved" : "opened");
@@ -164,6 +164,9 @@ private:
         QObject::connect(m_workspace->session(), &OwnerSession::historyChanged, &replies,
                          [&stored] { stored = probe::sinceStart(); });
         m_frames.arm([this] { return historyShown(); });
+        // Under callgrind (--instr-atstart=no) only the history's arrival and its frame count.
+        replies.onFirstEvent([] { probe::profile(true); });
+        m_frames.onShown([] { probe::profile(false); });
         const bool signedIn = co_await signIn();
         const bool shown = signedIn && co_await until([this] { return m_frames.shownAt() >= 0; }, 10s);
         qApp->removeEventFilter(&replies);
@@ -175,6 +178,7 @@ private:
         // GUI thread's part), to the swap (the render thread's).
         probe::report("history-stored-ms", stored - replies.lastCompleteAt());
         probe::report("history-sync-ms", m_frames.shownSyncAt() - replies.lastCompleteAt());
+        probe::report("history-reply-at-ms", replies.lastCompleteAt());
         co_await settle();
         probe::report("peak-rss-kib", double(probe::statusKiB("VmHWM")));
         co_return 0;
@@ -257,6 +261,7 @@ int main(int argc, char *argv[])
     QGuiApplication::setOrganizationName(QStringLiteral("Kelvra"));
     QGuiApplication::setDesktopFileName(QStringLiteral("app.kelvra.Kelvra"));
     QQuickStyle::setStyle(QStringLiteral("Material"));
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 
     PamOwnerAuthenticator pam;
     DesktopUrlOpener desktop;

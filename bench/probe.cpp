@@ -9,9 +9,14 @@
 
 #include <QCoroTimer>
 
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#endif
+
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <utility>
 
 namespace probe {
 
@@ -48,6 +53,18 @@ double now()
 double sinceStart()
 {
     return now() - startedAt;
+}
+
+void profile(bool on)
+{
+#ifdef CALLGRIND_START_INSTRUMENTATION
+    if (on)
+        CALLGRIND_START_INSTRUMENTATION;
+    else
+        CALLGRIND_STOP_INSTRUMENTATION;
+#else
+    Q_UNUSED(on);
+#endif
 }
 
 void report(const char *name, double value)
@@ -139,6 +156,8 @@ FrameWatch::FrameWatch(QQuickWindow *window)
                     m_syncPassed = false;
                     m_shown = at;
                     m_shownSync = m_syncAt;
+                    if (m_onShown)
+                        m_onShown();
                 }
             }
             double none = -1;
@@ -161,7 +180,6 @@ void FrameWatch::arm(std::function<bool()> test)
     m_syncPassed = false;
     m_shown = -1;
     m_shownSync = -1;
-    m_window->update();
 }
 
 ReplyWatch::ReplyWatch(QString path, QObject *parent)
@@ -177,6 +195,8 @@ bool ReplyWatch::eventFilter(QObject *watched, QEvent *event)
     if (!reply || reply->url().path() != m_path)
         return false;
     const bool known = m_lastEvent.contains(reply);
+    if (m_onFirstEvent)
+        std::exchange(m_onFirstEvent, nullptr)();
     m_lastEvent.insert(reply, sinceStart());
     if (!known) {
         connect(reply, &QNetworkReply::finished, this, [this, reply] {

@@ -28,6 +28,9 @@ double sinceStart();
 // Milliseconds of CLOCK_MONOTONIC.
 double now();
 
+// Turns callgrind's instrumentation on or off; nothing outside callgrind.
+void profile(bool on);
+
 void report(const char *name, double value);
 void report(const char *name);
 
@@ -58,6 +61,8 @@ public:
     ~FrameWatch();
 
     void arm(std::function<bool()> test);
+    // Runs on the render thread when an armed test has passed and its frame is swapped.
+    void onShown(std::function<void()> action) { m_onShown = std::move(action); }
     double firstFrameAt() const { return m_first.load(); }
     double shownAt() const { return m_shown.load(); }
     // When the synchronisation of that frame began: what the GUI thread did for it was done.
@@ -69,6 +74,7 @@ private:
     QMetaObject::Connection m_sync, m_swap;
     std::mutex m_lock;
     std::function<bool()> m_test;
+    std::function<void()> m_onShown;
     bool m_syncPassed = false;
     double m_syncAt = -1;
     std::atomic<double> m_first{-1};
@@ -89,6 +95,8 @@ public:
 
     int count() const { return m_count; }
     double lastCompleteAt() const { return m_lastComplete; }
+    // Runs when the first reply's first event comes in.
+    void onFirstEvent(std::function<void()> action) { m_onFirstEvent = std::move(action); }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -98,6 +106,7 @@ private:
     QHash<QNetworkReply *, double> m_lastEvent;
     int m_count = 0;
     double m_lastComplete = -1;
+    std::function<void()> m_onFirstEvent;
 };
 
 } // namespace probe

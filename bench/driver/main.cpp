@@ -52,7 +52,7 @@ int main(int argc, char *argv[])
     option("idle-seconds", "Length of one idle run.", "s", "60");
     option("leak-runs", "Runs of the leak figure.", "n", "3");
     option("checks", "Session checks per leak run.", "n", "1000");
-    option("check-period", "Period of the session check in the leak runs.", "ms", "20");
+    option("check-period", "Period of the session check in the leak runs.", "ms", "50");
     option("chromium", "The Chromium to compare with.", "path", "/usr/bin/chromium");
     parser.process(app);
 

@@ -185,7 +185,10 @@ void measure(const Setup &setup, const QString &origin, const QString &paddedOri
         once(out, setup.app,
              {QStringLiteral("leaks"), paddedOrigin, QString::number(setup.checkPeriodMs),
               QString::number(setup.checks)},
-             {{"rss-after-10-kib", &before}, {"rss-after-all-kib", &after}, {"checks", &out.leakChecks}},
+             {{"rss-after-10-kib", &before},
+              {"rss-after-all-kib", &after},
+              {"checks", &out.leakChecks},
+              {"ms-per-check", &out.msPerCheck}},
              std::chrono::milliseconds(qint64(setup.checks) * setup.checkPeriodMs * 4) + 60s);
         if (!before.empty() && !after.empty())
             out.leakKiB.add(after.values.first() - before.values.first());

@@ -19,7 +19,7 @@ struct Setup
     std::chrono::seconds idle{60};
     int leakRuns = 3;
     int checks = 1000;
-    int checkPeriodMs = 20;
+    int checkPeriodMs = 50;
 };
 
 // Every reading of one run of the bench.
@@ -33,7 +33,7 @@ struct Readings
     Series appIdleCpuMs, bareIdleCpuMs; // over Setup::idle
     Series appIdleWakes, bareIdleWakes; // context switches over Setup::idle
     Series bareDriftKiB;                // RSS change of the bare window over Setup::idle
-    Series leakKiB, leakChecks;
+    Series leakKiB, leakChecks, msPerCheck;
     QStringList problems;
 };
 

@@ -119,8 +119,11 @@ QString table(const Setup &setup, const Readings &r)
                 ratio(r.leakKiB.median(), r.bareDriftKiB.median()), QStringLiteral("< 1024 KiB"),
                 verdict(!r.leakKiB.empty(), r.leakKiB.median(), 1023.999)});
 
-    out += QStringLiteral("\nAlso measured: peak memory with the largest history shown, %1.\n")
-               .arg(mib(r.historyPeakKiB));
+    out += QStringLiteral(
+               "\nAlso measured: peak memory with the largest history shown, %1; the leak runs' checks "
+               "came every %2 ms (every %3 ms was asked for: more would mean they piled up).\n")
+               .arg(mib(r.historyPeakKiB), r.msPerCheck.text(1))
+               .arg(setup.checkPeriodMs);
     if (!r.problems.isEmpty()) {
         out += QStringLiteral("\nProblems in this run:\n\n");
         for (const QString &p : r.problems)

@@ -201,16 +201,20 @@ namespace proc {
 
 double cpuMs(pid_t pid)
 {
-    // Fields after the command's closing parenthesis: utime and stime are the 12th and 13th.
-    const QByteArray stat = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    const qsizetype close = stat.lastIndexOf(')');
-    if (close < 0)
-        return -1;
-    const QList<QByteArray> fields = stat.mid(close + 2).split(' ');
-    if (fields.size() < 13)
-        return -1;
-    const double tick = 1000.0 / double(sysconf(_SC_CLK_TCK));
-    return (fields[11].toDouble() + fields[12].toDouble()) * tick;
+    // Nanoseconds on a CPU per thread (schedstat's first field): finer than the clock ticks of
+    // /proc/PID/stat, which count in 10 ms steps.
+    double ns = 0;
+    bool any = false;
+    const QStringList tasks =
+        QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &task : tasks) {
+        const QByteArray stat = readFile(QStringLiteral("/proc/%1/task/%2/schedstat").arg(pid).arg(task));
+        if (stat.isEmpty())
+            continue;
+        ns += stat.split(' ').first().toDouble();
+        any = true;
+    }
+    return any ? ns / 1e6 : -1;
 }
 
 qint64 switches(pid_t pid)

@@ -49,7 +49,7 @@ private:
 
 // Readings of /proc for a running process.
 namespace proc {
-// User plus system CPU time of the whole process, in milliseconds.
+// CPU time of all of the process's threads now alive, in milliseconds.
 double cpuMs(pid_t pid);
 // Voluntary plus involuntary context switches over all of its threads: how often it woke.
 qint64 switches(pid_t pid);

@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
 import Kelvra
 import Kelvra.Core
 
@@ -24,7 +23,9 @@ Rectangle {
     color: Style.card
     implicitHeight: column.implicitHeight + below
 
-    ColumnLayout {
+    // A plain column, not a layout: an entry is made while the history arrives, and a column
+    // costs a fraction of a layout to build.
+    Column {
         id: column
         x: 16
         width: root.width - 32
@@ -32,8 +33,8 @@ Rectangle {
 
         Rectangle {
             visible: root.index > 0
-            Layout.fillWidth: true
-            implicitHeight: 1
+            width: parent.width
+            height: 1
             color: Style.separator
         }
         Label {
@@ -44,6 +45,7 @@ Rectangle {
         }
         SelectableText {
             objectName: "recipient"
+            width: parent.width
             text: root.recipient
         }
         Label {
@@ -61,13 +63,14 @@ Rectangle {
         }
         AccentButton {
             objectName: "verify"
+            width: parent.width
             visible: root.hasHash
             text: "Verify original intent"
             onClicked: root.verify(root.paymentId)
         }
         Label {
             objectName: "reason"
-            Layout.fillWidth: true
+            width: parent.width
             visible: root.hasReason
             text: root.reason
             font.pixelSize: Style.footnote

@@ -151,6 +151,7 @@ int main(int argc, char *argv[])
     qputenv("QML_DISABLE_DISK_CACHE", "1");
     QGuiApplication app(argc, argv);
     QQuickStyle::setStyle(QStringLiteral("Material"));
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 
     QCommandLineParser parser;
     parser.addHelpOption();
