@@ -9,12 +9,25 @@ import Kelvra.Core
 // shared test vault and the project links.
 Page {
     id: root
+    title: "Account"
     required property Workspace workspace
     readonly property OwnerSession session: workspace.session
 
-    title: "Account"
     background: Rectangle {
         color: Style.groupedBackground
+    }
+
+    // The top or the bottom of a white card, its corners rounded.
+    component CardEdge: Item {
+        property bool closing: false
+        clip: true
+        Rectangle {
+            width: parent.width
+            height: parent.height + radius
+            y: parent.closing ? -radius : 0
+            radius: 12
+            color: Style.card
+        }
     }
 
     AccountRecord {
@@ -29,23 +42,41 @@ Page {
     FollowFocus {
         flickable: scroll
     }
-    Flickable {
+    ReadingOrder {
+        view: scroll
+    }
+    // One list as long as the history: only the entries in view are made, so that the longest
+    // history the service may send is on screen as soon as a short one. The sections before the
+    // entries are its header, the ones after them its footer.
+    ListView {
         id: scroll
         objectName: "accountScroll"
         anchors.fill: parent
-        contentHeight: content.implicitHeight + 32
+        topMargin: 16
+        bottomMargin: 16
         ScrollIndicator.vertical: ScrollIndicator {
             Accessible.ignored: true
         }
+        // The page's one column: the window's width less its margins, at most a readable width.
+        readonly property real column: Math.min(width - 32, Style.columnWidth)
+        model: root.session.connected ? history : null
 
-        ColumnLayout {
-            id: content
-            width: Math.min(scroll.width - 32, Style.columnWidth)
+        // How far the view is scrolled from the top of the page.
+        property real fromTop: 0
+        onContentYChanged: fromTop = contentY - originY + topMargin
+
+        header: ColumnLayout {
+            // A list keeps its first entry in place when the header grows or shrinks (the
+            // session connects, a status line wraps); this page keeps its top instead, as a page
+            // does.
+            onHeightChanged: scroll.contentY = scroll.originY - scroll.topMargin + scroll.fromTop
+
             x: (scroll.width - width) / 2
-            y: 16
+            width: scroll.column
             spacing: 22
 
             Heading {
+                Layout.fillWidth: true
                 text: "Account"
                 font.pixelSize: Style.largeTitle
             }
@@ -92,7 +123,6 @@ Page {
                     wrapMode: Text.Wrap
                 }
             }
-
             Section {
                 objectName: "walletSection"
                 visible: root.session.connected
@@ -119,23 +149,58 @@ Page {
                     wrapMode: Text.Wrap
                 }
             }
-
-            Section {
+            // The history's card opens here, its entries continue it and the footer closes it.
+            ColumnLayout {
                 objectName: "historySection"
                 visible: root.session.connected
-                title: "Payment history"
-                Repeater {
-                    objectName: "historyEntries"
-                    model: history
-                    HistoryEntry {
-                        Layout.fillWidth: true
-                        onExplore: url => root.workspace.openURL(url)
-                        onVerify: id => root.session.verifyTask(id)
-                    }
-                }
-                Label {
-                    objectName: "proof"
+                Layout.fillWidth: true
+                spacing: 6
+
+                Heading {
                     Layout.fillWidth: true
+                    text: "Payment history"
+                    font.pixelSize: Style.caption
+                    font.weight: Font.Normal
+                    font.capitalization: Font.AllUppercase
+                    color: Style.secondary
+                    leftPadding: 16
+                }
+                CardEdge {
+                    Layout.fillWidth: true
+                    implicitHeight: 12
+                }
+            }
+            // Without the history the footer's sections keep their distance from the header's.
+            Item {
+                visible: !root.session.connected
+            }
+        }
+
+        delegate: HistoryEntry {
+            x: (scroll.width - width) / 2
+            width: scroll.column
+            below: index < scroll.count - 1 ? 10 : 0
+            onExplore: url => root.workspace.openURL(url)
+            onVerify: id => root.session.verifyTask(id)
+        }
+
+        footer: ColumnLayout {
+            x: (scroll.width - width) / 2
+            width: scroll.column
+            spacing: 22
+
+            CardEdge {
+                visible: root.session.connected
+                Layout.fillWidth: true
+                implicitHeight: proof.visible ? proof.implicitHeight + 20 : 12
+                closing: true
+
+                Label {
+                    id: proof
+                    objectName: "proof"
+                    x: 16
+                    y: 10
+                    width: parent.width - 32
                     visible: root.session.proof.length > 0
                     text: root.session.proof
                     font.pixelSize: Style.body

@@ -14,11 +14,14 @@ QtObject {
             inside = p === flickable.contentItem
         if (!inside)
             return
+        // A list's header lies above its origin, and its margins widen the range.
+        const least = flickable.originY - flickable.topMargin
+        const most = Math.max(least, flickable.originY + flickable.contentHeight + flickable.bottomMargin
+                                         - flickable.height)
         const top = focused.mapToItem(flickable.contentItem, 0, 0).y - margin
         const bottom = top + focused.height + 2 * margin
-        const most = Math.max(0, flickable.contentHeight - flickable.height)
         if (top < flickable.contentY)
-            flickable.contentY = Math.max(0, top)
+            flickable.contentY = Math.max(least, top)
         else if (bottom > flickable.contentY + flickable.height)
             flickable.contentY = Math.min(most, bottom - flickable.height)
     }

@@ -1,11 +1,10 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
 import Kelvra
 import Kelvra.Core
 
-// One payment of the history.
-ColumnLayout {
+// One payment of the history, on a band of its card.
+Rectangle {
     id: root
     required property int index
     required property string headline
@@ -18,52 +17,66 @@ ColumnLayout {
     required property string reason
     signal explore(url url)
     signal verify(string id)
+    // White space below the entry, before the next one.
+    property real below: 10
 
-    spacing: 8
+    color: Style.card
+    implicitHeight: column.implicitHeight + below
 
-    Rectangle {
-        visible: root.index > 0
-        Layout.fillWidth: true
-        implicitHeight: 1
-        color: Style.separator
-    }
-    Heading {
-        objectName: "headline"
-        Layout.fillWidth: true
-        text: root.headline
-        font.pixelSize: Style.headline
-        font.weight: Font.DemiBold
-    }
-    SelectableText {
-        objectName: "recipient"
-        text: root.recipient
-    }
-    Label {
-        objectName: "date"
-        text: root.date
-        font.pixelSize: Style.caption
-        color: Style.secondary
-    }
-    Link {
-        objectName: "explorerLink"
-        visible: root.hasHash
-        enabled: root.explorer.toString().length > 0
-        text: "View on explorer"
-        onActivated: root.explore(root.explorer)
-    }
-    AccentButton {
-        objectName: "verify"
-        visible: root.hasHash
-        text: "Verify original intent"
-        onClicked: root.verify(root.paymentId)
-    }
-    Label {
-        objectName: "reason"
-        Layout.fillWidth: true
-        visible: root.hasReason
-        text: root.reason
-        font.pixelSize: Style.footnote
-        color: Style.secondary
-        wrapMode: Text.Wrap
+    // A plain column, not a layout: an entry is made while the history arrives, and a column
+    // costs a fraction of a layout to build.
+    Column {
+        id: column
+        x: 16
+        width: root.width - 32
+        spacing: 8
+
+        Rectangle {
+            visible: root.index > 0
+            width: parent.width
+            height: 1
+            color: Style.separator
+        }
+        Heading {
+            objectName: "headline"
+            width: parent.width
+            text: root.headline
+            font.pixelSize: Style.headline
+            font.weight: Font.DemiBold
+        }
+        SelectableText {
+            objectName: "recipient"
+            width: parent.width
+            text: root.recipient
+        }
+        Label {
+            objectName: "date"
+            text: root.date
+            font.pixelSize: Style.caption
+            color: Style.secondary
+        }
+        Link {
+            objectName: "explorerLink"
+            visible: root.hasHash
+            enabled: root.explorer.toString().length > 0
+            text: "View on explorer"
+            onActivated: root.explore(root.explorer)
+        }
+        AccentButton {
+            objectName: "verify"
+            width: parent.width
+            visible: root.hasHash
+            text: "Verify original intent"
+            onClicked: root.verify(root.paymentId)
+        }
+        Label {
+            objectName: "reason"
+            width: parent.width
+            visible: root.hasReason
+            text: root.reason
+            font.pixelSize: Style.footnote
+            color: Style.secondary
+            wrapMode: Text.Wrap
+        }
     }
 }

@@ -33,7 +33,7 @@ ApplicationWindow {
     }
     Shortcut {
         sequence: StandardKey.Find
-        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) markets.focusSearch()
+        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) markets.item.focusSearch()
     }
     Shortcut {
         sequence: "F5"
@@ -46,6 +46,16 @@ ApplicationWindow {
         workspace: window.workspace
     }
 
+    // A tab's screen is built the first time it is shown and then kept, so that the welcome
+    // screen, which needs none of them, is on screen sooner; switching tabs reloads nothing.
+    component Tab: Loader {
+        required property int tag
+        readonly property bool wanted: window.workspace.entered && window.workspace.selectedTab === tag
+        active: false
+        onWantedChanged: if (wanted) active = true
+        Component.onCompleted: if (wanted) active = true
+    }
+
     StackLayout {
         id: tabs
         objectName: "tabs"
@@ -53,19 +63,31 @@ ApplicationWindow {
         visible: window.workspace.entered
         currentIndex: window.workspace.selectedTab
 
-        Home {
-            workspace: window.workspace
+        Tab {
+            tag: Workspace.Home
+            sourceComponent: Home {
+                workspace: window.workspace
+            }
         }
-        MarketScreen {
+        Tab {
             id: markets
-            market: window.workspace.market
+            tag: Workspace.MarketsTab
+            sourceComponent: MarketScreen {
+                market: window.workspace.market
+            }
         }
-        TradeLab {
-            trade: window.workspace.trade
-            market: window.workspace.market
+        Tab {
+            tag: Workspace.Trade
+            sourceComponent: TradeLab {
+                trade: window.workspace.trade
+                market: window.workspace.market
+            }
         }
-        Account {
-            workspace: window.workspace
+        Tab {
+            tag: Workspace.Account
+            sourceComponent: Account {
+                workspace: window.workspace
+            }
         }
     }
 

@@ -5,6 +5,7 @@
 #include <QGuiApplication>
 #include <QIcon>
 #include <QQuickStyle>
+#include <QQuickWindow>
 
 #include <unistd.h>
 
@@ -34,4 +35,7 @@ void prepareApplication()
     QGuiApplication::setWindowIcon(
         QIcon::fromTheme(QStringLiteral("app.kelvra.Kelvra"), QIcon(QStringLiteral(":/Kelvra/icon.svg"))));
     QQuickStyle::setStyle(QStringLiteral("Material"));
+    // Text from the font's own hinted glyphs rather than distance fields: where frames are drawn
+    // on the CPU a screen of new text costs a fraction as much, and small text is sharper.
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 }

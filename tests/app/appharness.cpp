@@ -130,10 +130,14 @@ bool AppHarness::click(QQuickItem *item)
         if (flickable) {
             const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
             const qreal contentY = flickable->property("contentY").toReal();
+            // A list's header lies above its origin, and its margins widen the range.
+            const qreal originY = flickable->property("originY").toReal();
+            const qreal minY = originY - flickable->property("topMargin").toReal();
             const qreal maxY =
-                std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
+                std::max(minY, originY + flickable->property("contentHeight").toReal()
+                                   + flickable->property("bottomMargin").toReal() - flickable->height());
             flickable->setProperty("contentY",
-                                   std::clamp(contentY + inView - flickable->height() / 2, 0.0, maxY));
+                                   std::clamp(contentY + inView - flickable->height() / 2, minY, maxY));
         }
         return shown();
     };

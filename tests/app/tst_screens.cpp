@@ -62,7 +62,9 @@ private slots:
     {
         AppHarness app;
         QVERIFY(app.show());
-        QTRY_VERIFY(!app.workspace->market()->loading());
+        // Both start-up loads are over (the vault's comes after the market's), so that any
+        // request from here on would be the entering's.
+        QTRY_VERIFY(app.workspace->balance()->status() != QStringLiteral("Loading on-chain balance…"));
         const qsizetype before = app.service.seen().size();
         QVERIFY(app.click("exploreButton"));
         QTRY_VERIFY(app.workspace->entered());

@@ -8,20 +8,16 @@
 // would, so that the tour reaches the signed-in account.
 
 #include "localservice.h"
-#include "ownerauthenticator.h"
 #include "ownersession.h"
+#include "standins.h"
 #include "tradescreen.h"
-#include "urlopener.h"
 #include "workspace.h"
 
 #include <QCommandLineParser>
-#include <QCoroNetworkReply>
 #include <QCoroTask>
 #include <QCoroTimer>
 #include <QDir>
 #include <QGuiApplication>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickStyle>
@@ -38,46 +34,6 @@ Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 using namespace std::chrono_literals;
 
 namespace {
-
-// The person at the keyboard is taken to be the owner.
-class PassingContext : public OwnerAuthContext
-{
-public:
-    bool canEvaluate() override { return true; }
-    void evaluate(const QString &, std::function<void(bool)> reply) override
-    {
-        QTimer::singleShot(0, this, [reply] { reply(true); });
-    }
-};
-
-class PassingAuthenticator : public OwnerAuthenticator
-{
-public:
-    std::unique_ptr<OwnerAuthContext> context() override { return std::make_unique<PassingContext>(); }
-};
-
-// Approves the sign-in on the portal page, as the owner would in a browser.
-class ApprovingBrowser : public UrlOpener
-{
-public:
-    void open(const QUrl &url) override { pending.append(url); }
-
-    QCoro::Task<bool> approve()
-    {
-        if (pending.isEmpty())
-            co_return false;
-        QNetworkRequest request(pending.takeLast());
-        request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
-        std::unique_ptr<QNetworkReply> reply(co_await m_client.post(request, QByteArray("decision=approve")));
-        co_return reply->error() == QNetworkReply::NoError
-            || reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400;
-    }
-
-    QList<QUrl> pending;
-
-private:
-    QNetworkAccessManager m_client;
-};
 
 QQuickItem *find(QQuickItem *item, const QString &name)
 {
@@ -149,8 +105,12 @@ private:
         for (QQuickItem *p = target->parentItem(); p; p = p->parentItem()) {
             if (p->inherits("QQuickFlickable")) {
                 const qreal y = target->mapToItem(p, QPointF()).y() + p->property("contentY").toReal();
-                const qreal most = std::max(0.0, p->property("contentHeight").toReal() - p->height());
-                p->setProperty("contentY", std::clamp(y - p->height() / 3, 0.0, most));
+                // A list's header lies above its origin, and its margins widen the range.
+                const qreal least = p->property("originY").toReal() - p->property("topMargin").toReal();
+                const qreal most =
+                    std::max(least, p->property("originY").toReal() + p->property("contentHeight").toReal()
+                                        + p->property("bottomMargin").toReal() - p->height());
+                p->setProperty("contentY", std::clamp(y - p->height() / 3, least, most));
                 return;
             }
         }
@@ -191,6 +151,7 @@ int main(int argc, char *argv[])
     qputenv("QML_DISABLE_DISK_CACHE", "1");
     QGuiApplication app(argc, argv);
     QQuickStyle::setStyle(QStringLiteral("Material"));
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 
     QCommandLineParser parser;
     parser.addHelpOption();

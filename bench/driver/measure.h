@@ -1,0 +1,45 @@
+#pragma once
+
+#include "series.h"
+
+#include <QString>
+
+#include <chrono>
+
+// Where the programs are and how much to measure.
+struct Setup
+{
+    QString app;     // kelvra-bench-app
+    QString bare;    // kelvra-bench-bare
+    QString service; // kelvra-service
+    QString self;    // this program, for the round trip in a fresh process
+    QString chromium;
+    int runs = 5;
+    int idleRuns = 3;
+    std::chrono::seconds idle{60};
+    int leakRuns = 3;
+    int checks = 1000;
+    int checkPeriodMs = 50;
+};
+
+// Every reading of one run of the bench.
+struct Readings
+{
+    Series appFirstFrame, bareFirstFrame; // ms from exec
+    Series quotesAfterFirst, roundTrip;   // ms
+    Series appPeakKiB, barePeakKiB, chromiumPeakKiB;
+    Series historyFrame, bareChangeFrame; // ms
+    Series historyRows, historyPeakKiB;
+    Series appIdleCpuMs, bareIdleCpuMs; // over Setup::idle
+    Series appIdleWakes, bareIdleWakes; // context switches over Setup::idle
+    Series bareDriftKiB;                // RSS change of the bare window over Setup::idle
+    Series leakKiB, leakChecks, msPerCheck;
+    QStringList problems;
+};
+
+// Runs every measurement against the local services at `origin` (default history) and
+// `paddedOrigin` (the largest history), printing progress to standard error.
+void measure(const Setup &setup, const QString &origin, const QString &paddedOrigin, Readings &out);
+
+// One round trip in this process: what `kelvra-bench --roundtrip ORIGIN` prints.
+int roundTripOnce(const QString &origin);
