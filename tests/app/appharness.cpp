@@ -7,6 +7,7 @@
 
 #include <QAccessible>
 #include <QKeySequence>
+#include <QNetworkReply>
 #include <QQuickItem>
 #include <QTest>
 #include <QtQuickTest/quicktest.h>
@@ -44,6 +45,20 @@ QJsonObject quote(const QString &pair, double price, double bid, double ask)
 }
 
 } // namespace
+
+void RecordingOpener::open(const QUrl &url)
+{
+    opened.append(url);
+    if (approving && url.path().startsWith(u"/portal/")) {
+        QNetworkRequest request(url);
+        request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+        QNetworkReply *reply = m_browser.post(request, QByteArray("decision=approve"));
+        QObject::connect(reply, &QNetworkReply::finished, reply, [this, reply] {
+            approved += reply->error() == QNetworkReply::NoError;
+            reply->deleteLater();
+        });
+    }
+}
 
 QJsonObject snapshot()
 {

@@ -7,6 +7,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -20,12 +21,18 @@ QJsonObject snapshot();
 // A service that signs the owner in at once and has this history.
 void scriptOwner(TestService &service, const QJsonArray &history);
 
-// Opens nothing; remembers what the app asked to open.
+// Remembers what the app asked to open; when approving, it presses "Approve" on each portal
+// page at once, as the owner would in a browser, and opens nothing else.
 class RecordingOpener : public UrlOpener
 {
 public:
-    void open(const QUrl &url) override { opened.append(url); }
+    void open(const QUrl &url) override;
     QList<QUrl> opened;
+    bool approving = false;
+    int approved = 0;
+
+private:
+    QNetworkAccessManager m_browser;
 };
 
 // The real window (Main.qml) on the real workspace and stores, talking to a scriptable loopback

@@ -1,13 +1,12 @@
-"""What a screen reader finds in the window, read over the accessibility bus (AT-SPI).
-
-Starts the host (the real window on the local service), walks the tree of each screen, checks
-that everything shown has a role and a name and that every control and text of the screen is
-there by role and name, and moves from screen to screen only through the accessibility
-interface's Press action, as a screen reader's user would.
-
-    screenreader.py HOST    (on a display 3600 pixels high, with the accessibility bus on;
-                             see screenreader.sh)
-"""
+# What a screen reader finds in the window, read over the accessibility bus (AT-SPI).
+#
+# Starts the host (the real window on the local service), walks the tree of each screen, checks
+# that everything shown has a role and a name and that every control and text of the screen is
+# there by role and name, and moves from screen to screen only through the accessibility
+# interface's Press action, as a screen reader's user would.
+#
+#     screenreader.py HOST    (on a display 3600 pixels high, with the accessibility bus on;
+#                              see screenreader.sh)
 
 import os
 import re
@@ -29,93 +28,57 @@ TABS = [("page tab", t) for t in ("Home", "Markets", "Trade", "Account")]
 # Each screen: the page's name, and what must be in it, as (role, name pattern).
 SCREENS = {
     "welcome": ("Welcome", [
-        ("image", "Kelvra"),
-        ("heading", "Your agent.\nYour limits."),
+        ("image", "Kelvra"), ("heading", "Your agent.\nYour limits."),
         ("label", "Explore markets and paper trades. Sign in with a passkey to manage agent payments."),
-        ("label", "Ethereum Sepolia · test assets only"),
-        ("push button", "Explore public demo"),
-        ("push button", "Owner sign-in"),
-        ("label", "Made by the Kelvra team"),
+        ("label", "Ethereum Sepolia · test assets only"), ("push button", "Explore public demo"),
+        ("push button", "Owner sign-in"), ("label", "Made by the Kelvra team"),
     ]),
     "home": ("Home", [
-        ("image", "Kelvra"),
-        ("heading", "Overview"),
-        ("label", "ON-CHAIN TEST VAULT"),
-        ("label", r"\d+\.\d\d kUSD"),
-        ("label", "Permission enabled; expiry and limits still apply"),
-        ("push button", "Account details"),
-        ("push button", "Paper trade"),
-        ("heading", "Market watch"),
-        *QUOTES,
-        ("label", r"Coinbase Exchange · refreshed .+"),
-        ("link", "Public competition evidence"),
+        ("image", "Kelvra"), ("heading", "Overview"), ("label", "ON-CHAIN TEST VAULT"),
+        ("label", r"\d+\.\d\d kUSD"), ("label", "Permission enabled; expiry and limits still apply"),
+        ("push button", "Account details"), ("push button", "Paper trade"), ("heading", "Market watch"),
+        *QUOTES, ("label", r"Coinbase Exchange · refreshed .+"), ("link", "Public competition evidence"),
         ("label", "Market information is read-only. Trade lab is a simulation."),
     ]),
     "markets": ("Markets", [
-        ("heading", "Markets"),
-        ("text", "Find an asset"),
-        *QUOTES,
+        ("heading", "Markets"), ("text", "Find an asset"), *QUOTES,
         ("label", r"Coinbase Exchange · refreshed .+"),
         ("label", "Source prices are reference snapshots, not executable swap quotes."),
     ]),
     "trade": ("Trade lab", [
-        ("heading", "Trade lab"),
-        ("heading", "Paper trading"),
+        ("heading", "Trade lab"), ("heading", "Paper trading"),
         ("label", "No funds move. Fee and slippage below are your assumptions, not exchange rates."),
-        ("heading", "Order"),
-        ("panel", "Side"),
-        ("radio button", "Buy"),
-        ("radio button", "Sell"),
-        ("combo box", "Asset"),
-        ("text", r"Size \(USD\)"),
-        ("heading", "Market snapshot"),
-        ("label", r"Last trade: .+\d.*"),
-        ("label", r"24h change: [+-]\d+\.\d\d%"),
+        ("heading", "Order"), ("panel", "Side"), ("radio button", "Buy"), ("radio button", "Sell"),
+        ("combo box", "Asset"), ("text", r"Size \(USD\)"), ("heading", "Market snapshot"),
+        ("label", r"Last trade: .+\d.*"), ("label", r"24h change: [+-]\d+\.\d\d%"),
         ("label", r"24h low / high: \$\d+\.\d\d / \$\d+\.\d\d"),
-        ("label", r"Best bid / ask: \$\d+\.\d\d / \$\d+\.\d\d"),
-        ("label", r"Spread: \d+\.\d{3}%"),
-        ("label", r"24h volume: \d+\.\d\d BTC"),
-        ("push button", "Refresh snapshot"),
-        ("heading", "Assumptions"),
-        ("text", r"Fee \(%\)"),
-        ("text", r"Slippage \(%\)"),
-        ("push button", "Calculate paper preview"),
-        ("heading", "Result"),
+        ("label", r"Best bid / ask: \$\d+\.\d\d / \$\d+\.\d\d"), ("label", r"Spread: \d+\.\d{3}%"),
+        ("label", r"24h volume: \d+\.\d\d BTC"), ("push button", "Refresh snapshot"),
+        ("heading", "Assumptions"), ("text", r"Fee \(%\)"), ("text", r"Slippage \(%\)"),
+        ("push button", "Calculate paper preview"), ("heading", "Result"),
         ("label", r"Paper buy\n(.+\n){4}No order or transaction sent\."),
         ("label", "A bid/ask snapshot is not a guaranteed execution price. Agent payments are a "
                   "separate permission-controlled feature."),
     ]),
     "guest": ("Account", [
-        ("heading", "Account"),
-        ("heading", "Session"),
-        ("label", "Guest demo · no owner session"),
-        ("push button", "Sign in & connect app"),
-        ("push button", "Check connection / refresh account"),
+        ("heading", "Account"), ("heading", "Session"), ("label", "Guest demo · no owner session"),
+        ("push button", "Sign in & connect app"), ("push button", "Check connection / refresh account"),
         ("label", "Read-only account and history access. Payments require the passkey portal. "
                   "Session ends with browser logout or expiry; restarting the app clears access."),
-        ("heading", "Agent test vault"),
-        ("label", r"\d+\.\d\d kUSD"),
+        ("heading", "Agent test vault"), ("label", r"\d+\.\d\d kUSD"),
         ("label", r"Remaining allowance: \d+\.\d\d kUSD"),
         ("label", "Permission enabled; expiry and limits still apply"),
         ("label", "Shared competition vault, not your wallet balance."),
-        ("push button", "Refresh vault balance"),
-        ("heading", "Project"),
-        ("push button", "Open AI payments"),
-        ("link", "Try guided demo"),
-        ("link", "Competition materials"),
+        ("push button", "Refresh vault balance"), ("heading", "Project"), ("push button", "Open AI payments"),
+        ("link", "Try guided demo"), ("link", "Competition materials"),
         ("label", "Kelvra · test assets only"),
     ]),
     "owner": ("Account", [
-        ("label", r"Owner connected · read-only until .+"),
-        ("push button", "Sign out"),
-        ("heading", "Your owner wallet"),
-        ("label", r"0x[0-9a-f]{40}"),
-        ("label", r"Test ETH: .+"),
+        ("label", r"Owner connected · read-only until .+"), ("push button", "Sign out"),
+        ("heading", "Your owner wallet"), ("label", r"0x[0-9a-f]{40}"), ("label", r"Test ETH: .+"),
         ("label", r"Wallet kUSD: .+"),
         ("label", "Personal owner-wallet balance, separate from the agent vault. Test assets only."),
-        ("heading", "Payment history"),
-        ("heading", r"\S+ kUSD · \S+"),
-        ("link", "View on explorer"),
+        ("heading", "Payment history"), ("heading", r"\S+ kUSD · \S+"), ("link", "View on explorer"),
         ("push button", "Verify original intent"),
     ]),
 }
@@ -123,24 +86,8 @@ SCREENS = {
 failures = []
 
 
-def pump(seconds, until=lambda: False):
-    """Runs the bus's events for up to `seconds`, or until `until()` holds; returns that."""
-    context = GLib.MainContext.default()
-    end = time.monotonic() + seconds
-    while time.monotonic() < end:
-        while context.iteration(False):
-            pass
-        try:
-            if until():
-                return True
-        except Exception:  # the tree may change under a walk; try again
-            pass
-        time.sleep(0.05)
-    return False
-
-
 def visible(node):
-    """The node and everything under it that is on screen."""
+    # The node and everything under it that is on screen.
     if node is None or not node.getState().contains(pyatspi.STATE_VISIBLE):
         return []
     found = [node]
@@ -150,17 +97,11 @@ def visible(node):
 
 
 def application():
-    for app in pyatspi.Registry.getDesktop(0):
-        if app is not None and app.name == "Kelvra":
-            return app
-    return None
+    return next((a for a in pyatspi.Registry.getDesktop(0) if a is not None and a.name == "Kelvra"), None)
 
 
 def page(app, name):
-    for node in visible(app):
-        if node.getRoleName() == "page tab" and node.name == name and node.childCount > 0:
-            return node
-    return None
+    return next((n for n in visible(app) if matches(n, "page tab", re.escape(name)) and n.childCount > 0), None)
 
 
 def matches(node, role, pattern):
@@ -172,7 +113,7 @@ def find(root, role, pattern):
 
 
 def check(screen, root):
-    """Everything shown has a role and a name; every item the screen names is there."""
+    # Everything shown has a role and a name; every item the screen names is there.
     _, expected = SCREENS[screen]
     nodes = visible(root)
     for node in nodes:
@@ -185,7 +126,7 @@ def check(screen, root):
 
 
 def press(root, role, name):
-    """Presses a control through its accessible Press action."""
+    # Presses a control through its accessible Press action.
     node = find(root, role, re.escape(name))
     if node is None:
         raise SystemExit(f"FAIL: nothing to press: [{role}] {name!r}")
@@ -197,8 +138,27 @@ def press(root, role, name):
 
 
 def wait_for(what, condition, seconds=10):
-    if not pump(seconds, condition):
-        raise SystemExit(f"FAIL: {what}")
+    # Runs the bus's events until `condition()` holds.
+    context = GLib.MainContext.default()
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        while context.iteration(False):
+            pass
+        try:
+            if condition():
+                return
+        except Exception:  # the tree may change under a walk; try again
+            pass
+        time.sleep(0.05)
+    raise SystemExit(f"FAIL: {what}")
+
+
+def visit(app, tab, name=None, ready=lambda p: True):
+    # Moves to a tab by pressing it; its page once `ready` holds.
+    name = name or tab
+    press(app, "page tab", tab)
+    wait_for(f"the {name} screen", lambda: page(app, name) and ready(page(app, name)))
+    return page(app, name)
 
 
 def main(host):
@@ -236,20 +196,12 @@ def main(host):
                 failures.append(f"tabs: no [{role}] {name!r}")
         check("home", page(app, "Home"))
 
-        press(app, "page tab", "Markets")
-        wait_for("the market screen", lambda: page(app, "Markets"))
-        check("markets", page(app, "Markets"))
-
-        press(app, "page tab", "Trade")
-        wait_for("the trade lab", lambda: page(app, "Trade lab"))
-        wait_for("the snapshot", lambda: find(page(app, "Trade lab"), "heading", "Market snapshot"))
-        press(page(app, "Trade lab"), "push button", "Calculate paper preview")
+        check("markets", visit(app, "Markets"))
+        press(visit(app, "Trade", "Trade lab", lambda p: find(p, "heading", "Market snapshot")), "push button",
+              "Calculate paper preview")
         wait_for("the preview", lambda: find(page(app, "Trade lab"), "label", r"Paper buy\n(.|\n)+"))
         check("trade", page(app, "Trade lab"))
-
-        press(app, "page tab", "Account")
-        wait_for("the account screen", lambda: page(app, "Account"))
-        check("guest", page(app, "Account"))
+        check("guest", visit(app, "Account"))
 
         # The owner signs in; the host's browser approves the portal at once.
         press(page(app, "Account"), "push button", "Sign in & connect app")

@@ -1,7 +1,6 @@
 #include "ownerprompt.h"
 #include "quiet.h"
 
-#include <QPointer>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -14,25 +13,6 @@
 
 Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
 
-namespace {
-
-const QByteArray host = R"(
-import QtQuick
-import QtQuick.Controls
-import Kelvra.Core
-import "qrc:/kelvra"
-
-ApplicationWindow {
-    required property OwnerPrompt target
-    width: 390
-    height: 844
-    visible: true
-    OwnerPromptDialog { objectName: "dialog"; prompt: target }
-}
-)";
-
-} // namespace
-
 class TestOwnerPromptDialog : public QObject
 {
     Q_OBJECT
@@ -43,24 +23,20 @@ class TestOwnerPromptDialog : public QObject
     QList<QByteArray> m_answers;
     int m_cancels = 0;
 
-    template<typename T = QQuickItem>
-    T *find(const char *name) const
-    {
-        return m_window->findChild<T *>(QString::fromLatin1(name));
-    }
+    QQuickItem *find(const char *name) const { return m_window->findChild<QQuickItem *>(name); }
+    bool shown() const { return m_window->findChild<QObject *>("dialog")->property("visible").toBool(); }
     // Delegates are found through the item tree, not the object tree.
     static bool shows(QQuickItem *item, const QString &text)
     {
-        if (item->isVisible() && item->property("text") == text)
-            return true;
         const QList<QQuickItem *> children = item->childItems();
-        return std::any_of(children.begin(), children.end(),
-                           [&text](QQuickItem *child) { return shows(child, text); });
+        return (item->isVisible() && item->property("text") == text)
+               || std::any_of(children.begin(), children.end(),
+                              [&](QQuickItem *c) { return shows(c, text); });
     }
-    QObject *dialog() const { return m_window->findChild<QObject *>("dialog"); }
-
-    void type(const QString &text)
+    void askAndType(const QString &text)
     {
+        m_prompt->ask("Password: ", true);
+        QTRY_VERIFY(find("answer")->hasActiveFocus());
         for (QChar c : text)
             QTest::sendKeyEvent(QTest::Click, m_window.get(), Qt::Key_A, QString(c), Qt::NoModifier);
     }
@@ -84,12 +60,14 @@ private slots:
             },
             [this] { ++m_cancels; });
         QQmlComponent component(&m_engine);
-        component.setData(host, QUrl("qrc:/host.qml"));
-        QObject *root =
-            component.createWithInitialProperties({{"target", QVariant::fromValue(m_prompt.get())}});
-        QVERIFY2(root, qPrintable(component.errorString()));
-        m_window.reset(qobject_cast<QQuickWindow *>(root));
-        QVERIFY(m_window);
+        component.setData(
+            "import QtQuick\nimport QtQuick.Controls\nimport Kelvra.Core\nimport \"qrc:/kelvra\"\n"
+            "ApplicationWindow { required property OwnerPrompt target; width: 390; height: 844;"
+            " visible: true; OwnerPromptDialog { objectName: \"dialog\"; prompt: target } }",
+            QUrl("qrc:/host.qml"));
+        m_window.reset(qobject_cast<QQuickWindow *>(
+            component.createWithInitialProperties({{"target", QVariant::fromValue(m_prompt.get())}})));
+        QVERIFY2(m_window, qPrintable(component.errorString()));
         QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
     }
 
@@ -103,17 +81,14 @@ private slots:
     {
         QTest::addColumn<bool>("secret");
         QTest::addColumn<int>("echoMode");
-        QTest::newRow("hidden answer") << true << 2; // TextInput.Password
-        QTest::newRow("shown answer") << false << 0; // TextInput.Normal
+        addRow("hidden answer", true, 2); // TextInput.Password
+        addRow("shown answer", false, 0); // TextInput.Normal
     }
 
     void layout()
     {
         QFETCH(bool, secret);
-        QVERIFY(dialog()->property("visible").toBool());
-        QVERIFY(find("busy")->property("running").toBool());
-        QVERIFY(!find("ok")->isEnabled());
-
+        QVERIFY(shown() && find("busy")->property("running").toBool() && !find("ok")->isEnabled());
         m_prompt->ask(secret ? "Password: " : "Code: ", secret);
         m_prompt->tell("Place your finger on the reader");
         QCOMPARE(find("reason")->property("text").toString(), m_prompt->reason());
@@ -122,62 +97,54 @@ private slots:
         const auto hints = Qt::InputMethodHints(find("answer")->property("inputMethodHints").toInt());
         QVERIFY(hints.testFlags(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText));
         QCOMPARE(hints.testFlag(Qt::ImhHiddenText), secret);
-        QVERIFY(find("ok")->isEnabled());
-        QVERIFY(!find("busy")->property("running").toBool());
+        QVERIFY(find("ok")->isEnabled() && !find("busy")->property("running").toBool());
         QVERIFY(shows(m_window->contentItem(), "Place your finger on the reader"));
     }
 
     void typedAnswerIsHandedOverOnce()
     {
-        m_prompt->ask("Password: ", true);
-        QTRY_VERIFY(find("answer")->hasActiveFocus());
-        type("pässwortX");
+        askAndType("pässwortX");
         QTest::keyClick(m_window.get(), Qt::Key_Backspace);
         // No undo history of a secret: the X stays deleted.
         QTest::keySequence(m_window.get(), QKeySequence::Undo);
         QTest::keyClick(m_window.get(), Qt::Key_Return);
         QCOMPARE(m_answers, QList<QByteArray>{"p\xc3\xa4sswort"});
         QCOMPARE(find("answer")->property("text").toString(), QString());
-        QVERIFY(!find("ok")->isEnabled());
-        QVERIFY(find("busy")->property("running").toBool());
-        QVERIFY(dialog()->property("visible").toBool()); // open until the prompt ends
+        QVERIFY(!find("ok")->isEnabled() && find("busy")->property("running").toBool());
+        QVERIFY(shown()); // open until the prompt ends
 
-        m_prompt->ask("Password: ", true);
-        QTRY_VERIFY(find("answer")->hasActiveFocus());
-        type("x");
+        askAndType("x");
         QMetaObject::invokeMethod(find("ok"), "clicked");
-        QCOMPARE(m_answers.size(), 2);
-        QCOMPARE(m_answers.last(), QByteArray("x"));
+        QCOMPARE(m_answers, (QList<QByteArray>{"p\xc3\xa4sswort", "x"}));
     }
 
     void cancel_data()
     {
         QTest::addColumn<bool>("escape");
-        QTest::newRow("Cancel button") << false;
-        QTest::newRow("Escape key") << true;
+        addRow("Cancel button", false);
+        addRow("Escape key", true);
     }
 
     void cancel()
     {
         QFETCH(bool, escape);
-        m_prompt->ask("Password: ", true);
-        QTRY_VERIFY(find("answer")->hasActiveFocus());
+        askAndType("");
         if (escape)
             QTest::keyClick(m_window.get(), Qt::Key_Escape);
         else
             QMetaObject::invokeMethod(find("cancel"), "clicked");
         QCOMPARE(m_cancels, 1);
-        QTRY_VERIFY(!dialog()->property("visible").toBool());
+        QTRY_VERIFY(!shown());
     }
 
     void closesWithThePrompt()
     {
         m_prompt->ask("Password: ", true);
         m_prompt->close();
-        QTRY_VERIFY(!dialog()->property("visible").toBool());
+        QTRY_VERIFY(!shown());
         m_prompt.reset(); // the context let go: no binding may complain
         QTest::qWait(50);
-        QVERIFY(!dialog()->property("visible").toBool());
+        QVERIFY(!shown());
     }
 };
 

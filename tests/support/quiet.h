@@ -9,3 +9,10 @@ inline void failOnAnyWarning()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
+
+// One data row on one line: addRow("name", a, b, c).
+template<typename... T>
+void addRow(const char *name, const T &...values)
+{
+    (QTest::newRow(name) << ... << values);
+}

@@ -1,5 +1,7 @@
 #include "testservice.h"
 
+#include <QMetaEnum>
+
 class TestService::Http : public LoopbackHttp
 {
 public:
@@ -16,28 +18,6 @@ protected:
 private:
     TestService *m_owner;
 };
-
-namespace {
-
-QString methodName(QHttpServerRequest::Method method)
-{
-    switch (method) {
-    case QHttpServerRequest::Method::Get:
-        return QStringLiteral("GET");
-    case QHttpServerRequest::Method::Post:
-        return QStringLiteral("POST");
-    case QHttpServerRequest::Method::Put:
-        return QStringLiteral("PUT");
-    case QHttpServerRequest::Method::Delete:
-        return QStringLiteral("DELETE");
-    case QHttpServerRequest::Method::Head:
-        return QStringLiteral("HEAD");
-    default:
-        return QStringLiteral("OTHER");
-    }
-}
-
-} // namespace
 
 std::optional<QByteArray> TestService::Seen::header(QByteArrayView name) const
 {
@@ -99,8 +79,10 @@ qsizetype TestService::count(const QString &path) const
 
 void TestService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder)
 {
-    Seen seen{methodName(request.method()), request.url().path(QUrl::FullyEncoded), request.body(),
-              request.headers()};
+    Seen seen{QString::fromLatin1(
+                  QMetaEnum::fromType<QHttpServerRequest::Method>().valueToKey(int(request.method())))
+                  .toUpper(),
+              request.url().path(QUrl::FullyEncoded), request.body(), request.headers()};
     m_seen.append(seen);
     emit received(seen.path);
 
