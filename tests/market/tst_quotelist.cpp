@@ -37,9 +37,8 @@ private slots:
             bool listed;
         };
         // The pair is not searched as such, but a pair outside the catalogue is its own name.
-        // Case rules are the user's locale's: the regions the suite runs under fold ASCII letters
-        // alike, and a dotted capital İ is an i with a dot above outside Turkish, while in
-        // Turkish, I lowers to a dotless ı.
+        // Case rules are the user's locale's: a dotted capital İ is an i with a dot above outside
+        // Turkish, while in Turkish, I lowers to a dotless ı.
         const Row rows[] = {
             {"empty query", "BTC-USD", "", "en_US", true},
             {"symbol, lower case", "BTC-USD", "btc", "en_US", true},
@@ -49,8 +48,6 @@ private slots:
             {"trailing blank kept", "SOL-USD", "sol ", "en_US", false},
             {"accents not folded", "ETH-USD", "éth", "en_US", false},
             {"upper case, C", "SOL-USD", "SOLANA", "C", true},
-            {"mixed case, German", "ETH-USD", "eThEr", "de_DE", true},
-            {"upper case, French", "BTC-USD", "BTC", "fr_FR", true},
             {"dotted İ, English", "BTC-USD", "BİTCOİN", "en_US", false},
             {"dotless I, English", "BTC-USD", "BITCOIN", "en_US", true},
             {"dotless I, Turkish", "BTC-USD", "BITCOIN", "tr_TR", false},

@@ -133,26 +133,6 @@ private slots:
         QCOMPARE(fields(vault), shows("25.00 kUSD", revoked));
     }
 
-    // Every load asks the service; the reply that ends last is shown.
-    void lastReplyWins()
-    {
-        int calls = 0;
-        service.on(path, [&](const TestService::Seen &) {
-            ++calls;
-            return TestService::Reply{{200, answer("balanceUnits", calls == 1 ? "1000000" : "2000000")},
-                                      calls == 1 ? 400ms : 0ms};
-        });
-        VaultBalance vault(&client, Service{service.origin()});
-        auto first = vault.load();
-        // The first request has arrived before the second is sent.
-        QTRY_COMPARE(calls, 1);
-        auto second = vault.load();
-        QCoro::waitFor(first);
-        QCoro::waitFor(second);
-        QCOMPARE(calls, 2);
-        QCOMPARE(vault.balance(), "1.00 kUSD");
-    }
-
     void goneWhileLoading()
     {
         service.stall(path);
