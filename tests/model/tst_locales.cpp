@@ -62,13 +62,6 @@ private:
     bool m_active = false;
 };
 
-void addRegions()
-{
-    QTest::addColumn<QString>("region");
-    for (const Region &region : regions)
-        QTest::newRow(region.name) << QString::fromLatin1(region.name);
-}
-
 } // namespace
 
 class TestLocales : public QObject
@@ -89,7 +82,8 @@ private slots:
                                   << QString::fromUtf8(r.time) << QString::fromUtf8(r.dateTime);
     }
 
-    // Each region's own currency, time and date forms, never with seconds.
+    // Each region's own currency, time and date forms, never with seconds; fixed texts and
+    // printf-style figures: the same bytes whatever the region.
     void regionTexts()
     {
         QFETCH(QString, region);
@@ -99,6 +93,39 @@ private slots:
         QTEST(usd(64000.5, locale), "usd");
         QTEST(shortTime(at, locale), "time");
         QTEST(shortDateTime(at, locale), "dateTime");
+
+        InRegion inside(region);
+        QVERIFY2(inside.active(), "region not installed (Debian's locales-all)");
+
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        const SnapshotRows rows = snapshotRows(quote(now.toString(Qt::ISODateWithMs)));
+        QCOMPARE((QStringList{rows.change, rows.lowHigh, rows.bidAsk, rows.spread, rows.volume}),
+                 (QStringList{"+1.23%", "$64000.00 / $66000.00", "$64990.00 / $65010.00", "0.031%",
+                              "1234.57 BTC"}));
+        QCOMPARE(snapshotRows(quote(QStringLiteral("soon"))).time, QStringLiteral("Unavailable"));
+        QCOMPARE(QuoteList::changeText(-0.5), QString::fromUtf8("-0.50% · 24h"));
+
+        const auto preview = [&](const char *side, const char *size) {
+            return paperPreview({QString::fromLatin1(size), "0.1", "0.5", QString::fromLatin1(side)},
+                                quote(now.toString(Qt::ISODateWithMs)), now);
+        };
+        QCOMPARE(preview("Buy", "100"),
+                 QStringList({"Paper buy", "Quantity: 0.00152904 BTC", "Assumed execution: $65335.05",
+                              "Total cost: $100.00", "Value at −5% / +5%: $92.97 / $102.75",
+                              "No order or transaction sent."})
+                     .join(u'\n'));
+        QCOMPARE(preview("Sell", "100").section(u'\n', 3, 3), QStringLiteral("Net proceeds: $99.40"));
+        // The region's decimal comma is not a number here.
+        QCOMPARE(
+            preview("Buy", "0,5"),
+            QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100."));
+
+        QCOMPARE(HistoryList::headline({{"amount", "1.25"}, {"state", "settled"}}),
+                 QString::fromUtf8("1.25 kUSD · settled"));
+        QCOMPARE(HistoryList::headline({}), QString::fromUtf8("— kUSD · Unknown"));
+        QCOMPARE(HistoryList::dateLine({{"created", "2025-05-01"}}), QStringLiteral("Date unavailable"));
+        QCOMPARE(AccountRecord::address({}), QStringLiteral("Unavailable"));
+        QCOMPARE(AccountRecord::nativeBalance({{"nativeBalance", 0.5}}), QString::fromUtf8("—"));
     }
 
     // The program's own texts take the region the process runs under (scripts/test runs the
@@ -116,49 +143,6 @@ private slots:
         QCOMPARE(rows.time, QString::fromUtf8(region->dateTime));
         QCOMPARE(shortTime(at), QString::fromUtf8(region->time));
         QCOMPARE(HistoryList::dateLine({{"created", stamped}}), QString::fromUtf8(region->dateTime));
-    }
-
-    void fixedTexts_data() { addRegions(); }
-
-    // Fixed texts and printf-style figures: the same bytes whatever the region.
-    void fixedTexts()
-    {
-        QFETCH(QString, region);
-        InRegion inside(region);
-        QVERIFY2(inside.active(), "region not installed (Debian's locales-all)");
-
-        const QDateTime now = QDateTime::currentDateTimeUtc();
-        const SnapshotRows rows = snapshotRows(quote(now.toString(Qt::ISODateWithMs)));
-        QCOMPARE(rows.change, QStringLiteral("+1.23%"));
-        QCOMPARE(rows.lowHigh, QStringLiteral("$64000.00 / $66000.00"));
-        QCOMPARE(rows.bidAsk, QStringLiteral("$64990.00 / $65010.00"));
-        QCOMPARE(rows.spread, QStringLiteral("0.031%"));
-        QCOMPARE(rows.volume, QStringLiteral("1234.57 BTC"));
-        QCOMPARE(snapshotRows(quote(QStringLiteral("soon"))).time, QStringLiteral("Unavailable"));
-        QCOMPARE(QuoteList::changeText(-0.5), QString::fromUtf8("-0.50% · 24h"));
-
-        const auto preview = [&](const char *side, const char *size) {
-            return paperPreview({QString::fromLatin1(size), "0.1", "0.5", QString::fromLatin1(side)},
-                                quote(now.toString(Qt::ISODateWithMs)), now);
-        };
-        QCOMPARE(preview("Buy", "100"), QString::fromUtf8("Paper buy\n"
-                                                          "Quantity: 0.00152904 BTC\n"
-                                                          "Assumed execution: $65335.05\n"
-                                                          "Total cost: $100.00\n"
-                                                          "Value at −5% / +5%: $92.97 / $102.75\n"
-                                                          "No order or transaction sent."));
-        QCOMPARE(preview("Sell", "100").section(u'\n', 3, 3), QStringLiteral("Net proceeds: $99.40"));
-        // The region's decimal comma is not a number here.
-        QCOMPARE(
-            preview("Buy", "0,5"),
-            QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100."));
-
-        QCOMPARE(HistoryList::headline({{"amount", "1.25"}, {"state", "settled"}}),
-                 QString::fromUtf8("1.25 kUSD · settled"));
-        QCOMPARE(HistoryList::headline({}), QString::fromUtf8("— kUSD · Unknown"));
-        QCOMPARE(HistoryList::dateLine({{"created", "2025-05-01"}}), QStringLiteral("Date unavailable"));
-        QCOMPARE(AccountRecord::address({}), QStringLiteral("Unavailable"));
-        QCOMPARE(AccountRecord::nativeBalance({{"nativeBalance", 0.5}}), QString::fromUtf8("—"));
     }
 };
 

@@ -1,9 +1,17 @@
 #include "papertrade.h"
+#include "tradescreen.h"
 
 #include "commalocale.h"
+#include "markets.h"
 #include "quiet.h"
+#include "regionformat.h"
 #include "stamp.h"
+#include "testservice.h"
 
+#include <QCoroTask>
+#include <QJsonArray>
+#include <QNetworkAccessManager>
+#include <QSignalSpy>
 #include <QTest>
 
 #include <limits>
@@ -15,20 +23,26 @@ namespace {
 
 const QString invalid =
     QStringLiteral("Load a fresh quote. Enter a positive size and percentages from 0 to below 100.");
-const QString unavailable = QStringLiteral("Bid/ask unavailable.");
 const QString quoteTime = QStringLiteral("2025-05-01T12:34:56Z");
-const QDateTime quoteInstant = *stamp(quoteTime);
 // Ten seconds after the quote: fresh.
-const QDateTime now = quoteInstant.addSecs(10);
+const QDateTime now = stamp(quoteTime)->addSecs(10);
 
 Quote btc(double bid = 64990, double ask = 65010, const QString &time = quoteTime)
 {
     return Quote(QStringLiteral("BTC-USD"), 65000, 1.2, 66000, 64000, 1234, bid, ask, time);
 }
 
-QString lines(const QStringList &list)
+QString preview(const QString &side, const Quote &quote, const QString &size = "100",
+                const QString &fee = "0.1", const QString &slippage = "0.5")
 {
-    return list.join(u'\n');
+    return paperPreview({size, fee, slippage, side}, quote, now);
+}
+
+// A snapshot row as the service sends it.
+QJsonObject row(const QString &pair, double price, const QString &time = quoteTime)
+{
+    return {{"pair", pair}, {"price", price}, {"change", 0},      {"high", price}, {"low", price},
+            {"volume", 0},  {"bid", price},   {"ask", price + 1}, {"time", time}};
 }
 
 } // namespace
@@ -36,6 +50,15 @@ QString lines(const QStringList &list)
 class TestPaperTrade : public QObject
 {
     Q_OBJECT
+
+    TestService service;
+    QNetworkAccessManager client;
+
+    void load(Markets &markets, const QJsonArray &rows)
+    {
+        service.onJson("/market-data", QJsonObject{{"quotes", rows}});
+        QCoro::waitFor(markets.load());
+    }
 
 private slots:
     void init() { failOnAnyWarning(); }
@@ -46,7 +69,6 @@ private slots:
         QTest::addColumn<PaperOrder>("order");
         QTest::addColumn<Quote>("quote");
         QTest::addColumn<QString>("preview");
-
         struct Example
         {
             const char *name;
@@ -75,12 +97,6 @@ private slots:
              Quote("ETH-USD", 3000, 0, 3000, 3000, 0, 2999.5, 3000.5, quoteTime),
              {"Paper buy", "Quantity: 0.08331945 ETH", "Assumed execution: $3000.50", "Total cost: $250.00",
               "Value at −5% / +5%: $237.46 / $262.46"}},
-            // Without fee and slippage a sell fills at the bid and returns its size.
-            {"sell BTC, no costs",
-             {"100", "0", "0", "Sell"},
-             btc(),
-             {"Paper sell", "Quantity: 0.00153870 BTC", "Assumed execution: $64990.00",
-              "Net proceeds: $100.00", "Value at −5% / +5%: $95.01 / $105.02"}},
             // Only "Buy" buys: any other side text is priced as a sell, and shown as typed.
             {"lower-case buy sells",
              {"100", "0", "0", "buy"},
@@ -100,7 +116,7 @@ private slots:
             for (const Example &e : examples) {
                 QTest::addRow("%s%s", e.name, comma ? ", comma locale" : "")
                     << comma << e.order << e.quote
-                    << lines(e.preview + QStringList{"No order or transaction sent."});
+                    << (e.preview + QStringList{"No order or transaction sent."}).join(u'\n');
             }
         }
     }
@@ -110,138 +126,211 @@ private slots:
         QFETCH(bool, commaLocale);
         QFETCH(PaperOrder, order);
         QFETCH(Quote, quote);
-        QFETCH(QString, preview);
         std::optional<CommaLocale> locale;
         if (commaLocale) {
             locale.emplace();
             QVERIFY2(locale->active(), "de_DE.UTF-8 is not installed");
         }
-        QCOMPARE(paperPreview(order, quote, now), preview);
+        QTEST(paperPreview(order, quote, now), "preview");
     }
 
+    // Each bound from both sides; the number grammar itself is the reader's.
     void inputs_data()
     {
-        // Size, fee and slippage as typed.
-        QTest::addColumn<QStringList>("typed");
-        // Accepted inputs give the same preview as these; none: the inputs are refused.
-        QTest::addColumn<QStringList>("sameAs");
-        const auto add = [](const char *name, const QStringList &typed, const QStringList &sameAs = {}) {
-            QTest::newRow(name) << typed << sameAs;
+        QTest::addColumn<QStringList>("typed"); // size, fee and slippage
+        QTest::addColumn<bool>("accepted");
+        struct Row
+        {
+            const char *name, *size, *fee, *slippage;
+            bool accepted;
         };
-        const QStringList plain{"100", "0.1", "0.5"};
-
-        add("largest size", {"1000000000", "0.1", "0.5"}, {"1e9", "0.1", "0.5"});
-        add("size above the bound", {"1000000000.01", "0.1", "0.5"});
-        add("size 0", {"0", "0.1", "0.5"});
-        add("negative size", {"-5", "0.1", "0.5"});
-        add("fee 0", {"100", "0", "0.5"}, {"100", "0.0", "0.5"});
-        add("fee 99.99", {"100", "99.99", "0.5"}, {"100", "9.999e1", "0.5"});
-        add("fee 100", {"100", "100", "0.5"});
-        add("negative fee", {"100", "-0.01", "0.5"});
-        add("slippage 0", {"100", "0.1", "0"}, {"100", "0.1", "0.0"});
-        add("slippage 99.99", {"100", "0.1", "99.99"}, {"100", "0.1", "9.999e1"});
-        add("slippage 100", {"100", "0.1", "100"});
-        add("negative slippage", {"100", "0.1", "-0.5"});
-        add("exponent", {"1e2", "0.1", "0.5"}, plain);
-        add("trailing point", {"100.", "0.1", "0.5"}, plain);
-        add("leading point", {"100", "0.1", ".5"}, plain);
-        add("plus sign", {"+100", "+0.1", "0.5"}, plain);
-        add("leading blank", {" 100", "0.1", "0.5"});
-        add("trailing blank", {"100 ", "0.1", "0.5"});
-        add("leading tab in fee", {"100", "\t0.1", "0.5"});
-        add("comma decimal", {"1,5", "0.1", "0.5"});
-        add("comma in slippage", {"100", "0.1", "0,5"});
-        add("percent sign", {"100", "10%", "0.5"});
-        add("empty size", {"", "0.1", "0.5"});
-        add("empty slippage", {"100", "0.1", ""});
-        add("inf size", {"inf", "0.1", "0.5"});
-        add("nan size", {"nan", "0.1", "0.5"});
-        add("nan fee", {"100", "nan", "0.5"});
-        add("-inf slippage", {"100", "0.1", "-inf"});
+        const Row rows[] = {
+            {"largest size", "1000000000", "0.1", "0.5", true},
+            {"size above the bound", "1000000000.01", "0.1", "0.5", false},
+            {"size 0", "0", "0.1", "0.5", false},
+            {"nan size", "nan", "0.1", "0.5", false},
+            {"leading blank", " 100", "0.1", "0.5", false},
+            {"fee 0", "100", "0", "0.5", true},
+            {"negative fee", "100", "-0.01", "0.5", false},
+            {"fee 99.99", "100", "99.99", "0.5", true},
+            {"fee 100", "100", "100", "0.5", false},
+            {"slippage 0", "100", "0.1", "0", true},
+            {"negative slippage", "100", "0.1", "-0.5", false},
+            {"slippage 99.99", "100", "0.1", "99.99", true},
+            {"slippage 100", "100", "0.1", "100", false},
+            {"comma in slippage", "100", "0.1", "0,5", false},
+        };
+        for (const Row &r : rows)
+            QTest::newRow(r.name) << QStringList{r.size, r.fee, r.slippage} << r.accepted;
     }
 
     void inputs()
     {
         QFETCH(QStringList, typed);
-        QFETCH(QStringList, sameAs);
+        QFETCH(bool, accepted);
         for (const QString side : {"Buy", "Sell"}) {
-            const QString preview = paperPreview({typed[0], typed[1], typed[2], side}, btc(), now);
-            if (sameAs.isEmpty()) {
-                QCOMPARE(preview, invalid);
-            } else {
-                QVERIFY2(preview.startsWith("Paper "), qPrintable(preview));
-                QCOMPARE(preview, paperPreview({sameAs[0], sameAs[1], sameAs[2], side}, btc(), now));
-            }
+            const QString shown = preview(side, btc(), typed[0], typed[1], typed[2]);
+            QVERIFY2(accepted ? shown.startsWith("Paper " + side.toLower() + "\n") : shown == invalid,
+                     qPrintable(shown));
         }
     }
 
-    void freshness_data()
-    {
-        QTest::addColumn<QString>("time");
-        QTest::addColumn<bool>("fresh");
-
-        const auto at = [](qint64 msAgo) { return now.addMSecs(-msAgo).toString(Qt::ISODateWithMs); };
-        QTest::newRow("now") << at(0) << true;
-        QTest::newRow("120 s old") << at(120'000) << true;
-        QTest::newRow("120.001 s old") << at(120'001) << false;
-        QTest::newRow("121 s old") << at(121'000) << false;
-        QTest::newRow("30 s ahead") << at(-30'000) << true;
-        QTest::newRow("30.001 s ahead") << at(-30'001) << false;
-        QTest::newRow("31 s ahead") << at(-31'000) << false;
-        QTest::newRow("offset zone, 100 s old") << "2025-05-01T14:33:26+02:00" << true;
-        QTest::newRow("no zone") << "2025-05-01T12:34:56" << false;
-        QTest::newRow("blank for T") << "2025-05-01 12:35:00Z" << false;
-        QTest::newRow("empty") << "" << false;
-        QTest::newRow("not a time") << "now" << false;
-    }
-
-    void freshness()
-    {
-        QFETCH(QString, time);
-        QFETCH(bool, fresh);
-        const QString preview = paperPreview({"100", "0.1", "0.5", "Buy"}, btc(64990, 65010, time), now);
-        if (fresh)
-            QVERIFY2(preview.startsWith("Paper buy\n"), qPrintable(preview));
-        else
-            QCOMPARE(preview, invalid);
-    }
-
-    void referencePrice_data()
+    void quote_data()
     {
         QTest::addColumn<QString>("side");
-        QTest::addColumn<double>("bid");
-        QTest::addColumn<double>("ask");
-        QTest::addColumn<bool>("priced");
-
+        QTest::addColumn<Quote>("quote");
+        QTest::addColumn<QString>("shown"); // the first line
+        const auto at = [](qint64 msAgo) {
+            return btc(64990, 65010, now.addMSecs(-msAgo).toString(Qt::ISODateWithMs));
+        };
         const double nan = std::numeric_limits<double>::quiet_NaN();
-        QTest::newRow("buy, ask 0") << "Buy" << 64990.0 << 0.0 << false;
-        QTest::newRow("sell, ask 0") << "Sell" << 64990.0 << 0.0 << true;
-        QTest::newRow("sell, bid 0") << "Sell" << 0.0 << 65010.0 << false;
-        QTest::newRow("buy, bid 0") << "Buy" << 0.0 << 65010.0 << true;
-        QTest::newRow("buy, negative ask") << "Buy" << 64990.0 << -1.0 << false;
-        QTest::newRow("sell, NaN bid") << "Sell" << nan << 65010.0 << false;
-        QTest::newRow("buy, NaN ask") << "Buy" << 64990.0 << nan << false;
+        const QString unpriced = "Bid/ask unavailable.";
+        QTest::newRow("120 s old") << "Buy" << at(120'000) << "Paper buy";
+        QTest::newRow("120.001 s old") << "Buy" << at(120'001) << invalid;
+        QTest::newRow("30 s ahead") << "Buy" << at(-30'000) << "Paper buy";
+        QTest::newRow("30.001 s ahead") << "Buy" << at(-30'001) << invalid;
+        QTest::newRow("no zone") << "Buy" << btc(64990, 65010, "2025-05-01T12:35:00") << invalid;
+        QTest::newRow("buy, ask 0") << "Buy" << btc(64990, 0) << unpriced;
+        QTest::newRow("sell, ask 0") << "Sell" << btc(64990, 0) << "Paper sell";
+        QTest::newRow("sell, bid 0") << "Sell" << btc(0, 65010) << unpriced;
+        QTest::newRow("buy, bid 0") << "Buy" << btc(0, 65010) << "Paper buy";
+        QTest::newRow("buy, negative ask") << "Buy" << btc(64990, -1) << unpriced;
+        QTest::newRow("sell, NaN bid") << "Sell" << btc(nan, 65010) << unpriced;
+        // Bad inputs are reported before the price is looked at.
+        QTest::newRow("stale, ask 0") << "Buy" << btc(64990, 0, "2025-05-01T12:24:56Z") << invalid;
     }
 
-    void referencePrice()
+    void quote()
     {
         QFETCH(QString, side);
-        QFETCH(double, bid);
-        QFETCH(double, ask);
-        QFETCH(bool, priced);
-        const QString preview = paperPreview({"100", "0.1", "0.5", side}, btc(bid, ask), now);
-        if (priced)
-            QVERIFY2(preview.startsWith("Paper " + side.toLower() + "\n"), qPrintable(preview));
-        else
-            QCOMPARE(preview, unavailable);
+        QFETCH(Quote, quote);
+        QTEST(preview(side, quote).section(u'\n', 0, 0), "shown");
     }
 
-    // Bad inputs are reported before the price is looked at.
-    void invalidInputsComeFirst()
+    void noQuote()
     {
-        QCOMPARE(paperPreview({"0", "0.1", "0.5", "Buy"}, btc(64990, 0), now), invalid);
-        QCOMPARE(paperPreview({"100", "0.1", "0.5", "Buy"}, btc(64990, 0), now.addSecs(600)), invalid);
         QCOMPARE(paperPreview({"100", "0.1", "0.5", "Buy"}, std::nullopt, now), invalid);
+        QCOMPARE(preview("Buy", btc(64990, 0), "0"), invalid);
+    }
+
+    void screenStartsWithDefaults()
+    {
+        Markets markets(&client, Service{service.origin()});
+        TradeScreen screen(&markets);
+        QCOMPARE((QStringList{screen.asset(), screen.size(), screen.side(), screen.fee(), screen.slippage()}),
+                 (QStringList{"BTC-USD", "100", "Buy", "0.1", "0.5"}));
+        QCOMPARE(screen.preview(), "Choose an asset and review the assumptions.");
+        QVERIFY(!screen.q() && !screen.property("hasQuote").toBool());
+        QCOMPARE(screen.property("spread").toString(), QString());
+        QStringList options;
+        for (const QVariant &option : screen.property("assetOptions").toList())
+            options << option.toMap().value("name").toString() + "="
+                           + option.toMap().value("value").toString();
+        QCOMPARE(options, (QStringList{"Bitcoin=BTC-USD", "Ethereum=ETH-USD", "Solana=SOL-USD"}));
+    }
+
+    void screenFollowsTheStore()
+    {
+        Markets markets(&client, Service{service.origin()});
+        TradeScreen screen(&markets);
+        QSignalSpy snapshotChanged(&screen, &TradeScreen::snapshotChanged);
+        // A snapshot arriving after the screen was made shows without any user action.
+        load(markets, {row("BTC-USD", 2), row("BTC-USD", 3), row("ETH-USD", 1)});
+        QCOMPARE(snapshotChanged.count(), 1);
+        QCOMPARE(screen.q()->price(), 2.0);
+        load(markets, {row("ETH-USD", 1), row("BTC-USD", 3), row("BTC-USD", 2)});
+        QCOMPARE(screen.q()->price(), 3.0);
+        screen.setAsset("ETH-USD");
+        QCOMPARE(snapshotChanged.count(), 3);
+        QCOMPARE(screen.q()->price(), 1.0);
+        screen.setAsset("ETH-USD");
+        QCOMPARE(snapshotChanged.count(), 3);
+        // The whole pair, case and all.
+        for (const QString asset : {"SOL-USD", "eth-usd", "ETH", ""}) {
+            screen.setAsset(asset);
+            QVERIFY2(!screen.q() && !screen.hasQuote(), qPrintable(asset));
+        }
+        // A failed load empties the store, and the section goes with it.
+        screen.setAsset("BTC-USD");
+        QVERIFY(screen.hasQuote());
+        service.on("/market-data", {500, {}});
+        QCoro::waitFor(markets.load());
+        QCOMPARE(snapshotChanged.count(), 9);
+        QVERIFY(!screen.q() && !screen.property("hasQuote").toBool());
+    }
+
+    void screenRows()
+    {
+        // A crossed book shows no spread; the time is not one the service writes.
+        const QJsonObject crossed{{"pair", "BTC-USD"}, {"price", 65000},        {"bid", 65010},
+                                  {"ask", 64990},      {"low", 64000},          {"high", 66000},
+                                  {"change", -1.25},   {"volume", 1234567.891}, {"time", "yesterday"}};
+        Markets markets(&client, Service{service.origin()});
+        load(markets, {crossed, row("ETH-USD", 1), row("SOL-USD", 1)});
+        TradeScreen screen(&markets);
+        // Read by name, as the view does, and under a comma-decimal region too.
+        CommaLocale comma;
+        QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
+        QStringList got;
+        for (const char *name : {"change", "lowHigh", "bidAsk", "spread", "volume", "quoteTime"})
+            got << screen.property(name).toString();
+        QCOMPARE(got, (QStringList{"-1.25%", "$64000.00 / $66000.00", "$65010.00 / $64990.00", "0.000%",
+                                   "1234567.89 BTC", "Unavailable"}));
+        // The last trade follows the region.
+        QCOMPARE(screen.property("lastTrade").toString(), usd(65000));
+    }
+
+    void previewWaitsForCalculate()
+    {
+        Markets markets(&client, Service{service.origin()});
+        load(markets, {row("BTC-USD", 65000), row("ETH-USD", 3000), row("SOL-USD", 150)});
+        TradeScreen screen(&markets);
+        QDateTime clock = now;
+        int clockReads = 0;
+        screen.setClock([&] {
+            ++clockReads;
+            return clock;
+        });
+        QSignalSpy previewChanged(&screen, &TradeScreen::previewChanged);
+        QVERIFY(QMetaObject::invokeMethod(&screen, "calculate"));
+        const QString bought = screen.preview();
+        QVERIFY2(bought.startsWith("Paper buy\nQuantity: "), qPrintable(bought));
+
+        // Nothing but calculate() touches the preview: not the inputs, the clock or the store.
+        screen.setSide("Sell");
+        screen.setAsset("ETH-USD");
+        screen.setSize("250");
+        screen.setFee("0");
+        screen.setSlippage("");
+        clock = clock.addSecs(3600);
+        service.on("/market-data", {500, {}});
+        QCoro::waitFor(markets.load());
+        QCOMPARE(screen.preview(), bought);
+        QCOMPARE(previewChanged.count(), 1);
+        screen.calculate();
+        QCOMPARE(screen.preview(), invalid);
+
+        load(markets,
+             {row("BTC-USD", 65000), row("ETH-USD", 3000, clock.toString(Qt::ISODate)), row("SOL-USD", 150)});
+        screen.setSlippage("0");
+        screen.calculate();
+        QVERIFY2(screen.preview().startsWith("Paper sell\nQuantity: 0.08333333 ETH\n"),
+                 qPrintable(screen.preview()));
+        QCOMPARE(clockReads, 3);
+        QCOMPARE(previewChanged.count(), 3);
+    }
+
+    void wallClockByDefault()
+    {
+        const QString justNow = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+        Markets markets(&client, Service{service.origin()});
+        load(markets, {row("BTC-USD", 65000, justNow), row("ETH-USD", 3000), row("SOL-USD", 150)});
+        TradeScreen screen(&markets);
+        screen.calculate();
+        QVERIFY2(screen.preview().startsWith("Paper buy\n"), qPrintable(screen.preview()));
+        screen.setAsset("ETH-USD"); // quoted in 2025: long stale
+        screen.calculate();
+        QCOMPARE(screen.preview(), invalid);
     }
 };
 
