@@ -10,6 +10,7 @@
 // that sign in take the person at the keyboard as the owner and approve the portal as a browser
 // would; the others use the desktop's own authenticator and browser, exactly as the app does.
 
+#include "appsetup.h"
 #include "ownersession.h"
 #include "pamownerauthenticator.h"
 #include "probe.h"
