@@ -31,7 +31,7 @@ struct Wire
     QString mistyped;
 };
 const QString unable = "Unable to verify session or refresh account. Retry when online.",
-              owner = "Owner connected";
+              ownerText = "Owner connected";
 const QString quotesFailed = "Quotes unavailable. Refresh to retry.";
 const QString vaultOk = "25.00 kUSD · 1.50 kUSD · Permission enabled; expiry and limits still apply";
 const QString vaultFailed = "— · — · Balance unavailable. Refresh to retry.";
@@ -61,16 +61,16 @@ const QList<Wire> wires{
      true,
      {},
      R"({"pending":"true","token":7,"expires":"soon"})",
-     owner,
+     ownerText,
      unable,
      unable},
     {Request::Status, "status", "/device/status", false, R"({"authenticated":true})",
-     R"({"authenticated":"true"})", owner, unable, "Session expired or signed out. · cleared"},
+     R"({"authenticated":"true"})", ownerText, unable, "Session expired or signed out. · cleared"},
     {Request::Account, "account", "/api/account", false,
      R"({"owner":"0xowner","nativeBalance":"0.5","tokenBalance":"12.5"})",
-     R"({"owner":7,"nativeBalance":0.5,"tokenBalance":true})", owner, unable, owner},
+     R"({"owner":7,"nativeBalance":0.5,"tokenBalance":true})", ownerText, unable, ownerText},
     {Request::History, "history", "/api/history", false, R"([{"id":"p1","amount":"1.25","hash":"0xab"}])",
-     R"({"rows":{"id":"p1"}})", owner, unable, owner},
+     R"({"rows":{"id":"p1"}})", ownerText, unable, ownerText},
     {Request::Receipt, "receipt", "/api/receipt/p1", false, R"({"explanation":"A","limitation":"B"})",
      R"({"explanation":5,"limitation":true})", "A\nB",
      "Receipt verification unavailable. No payment retried.", "Receipt unavailable\n"},

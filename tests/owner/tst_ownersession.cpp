@@ -18,8 +18,8 @@ const QString guest = "Guest demo · no owner session", offline = "Connection un
 const QString checkFailed = "Unable to verify session or refresh account. Retry when online.";
 const QString proofFailed = "Receipt verification unavailable. No payment retried.";
 const QString expired = "Session expired or signed out.",
-              waiting = "Waiting for passkey approval · match code ";
-const QString connected =
+              waitingText = "Waiting for passkey approval · match code ";
+const QString connectedText =
     "Owner connected · read-only until " + shortTime(QDateTime::fromMSecsSinceEpoch(qint64(now) + 1));
 // The proof key made from the bytes 0, 1, ..., 31.
 const QByteArray challengeSent =
@@ -139,7 +139,7 @@ private slots:
         QCOMPARE(sent.header("Authorization"), std::nullopt);
         const QString code = accepted ? answer.value("code").toString() : QString();
         QCOMPARE(owner->code(), code);
-        QCOMPARE(owner->status(), accepted ? waiting + code : offline);
+        QCOMPARE(owner->status(), accepted ? waitingText + code : offline);
         // Only a started sign-in is claimed, with the verifier behind the challenge.
         service->onJson("/device/claim", QJsonObject{{"pending", true}});
         QCoro::waitFor(owner->check());
@@ -157,7 +157,8 @@ private slots:
                             bool cleared = false, bool connected = false) {
             QTest::newRow(name) << answers << status << cleared << connected;
         };
-        row("full refresh", {claim("t"), authenticated, json(account), json(rows)}, connected, false, true);
+        row("full refresh", {claim("t"), authenticated, json(account), json(rows)}, connectedText, false,
+            true);
         row("pending, token ignored",
             {json(QJsonObject{{"pending", true}, {"token", "t"}, {"expires", now + 1}})},
             "Waiting for approval · match code K7Q2");
@@ -217,7 +218,7 @@ private slots:
         QCOMPARE(paths().constLast(), sent ? "/api/receipt/" + id : "/api/history");
         QCOMPARE(service->seen().constLast().header("Authorization"), QByteArray("Bearer tok"));
         // A failed proof leaves the session as it was.
-        QCOMPARE(owner->status(), connected);
+        QCOMPARE(owner->status(), connectedText);
         QCOMPARE(owner->history(), rows);
     }
 
