@@ -46,14 +46,18 @@ ApplicationWindow {
         workspace: window.workspace
     }
 
-    // A tab's screen is built the first time it is shown and then kept, so that the welcome
-    // screen, which needs none of them, is on screen sooner; switching tabs reloads nothing.
-    component Tab: Loader {
-        required property int tag
-        readonly property bool wanted: window.workspace.entered && window.workspace.selectedTab === tag
+    // A part of the window is built the first time it is wanted and then kept, so that the
+    // welcome screen, which needs no tab and no tab bar, is on screen sooner; switching tabs
+    // reloads nothing.
+    component OnDemand: Loader {
+        property bool wanted
         active: false
         onWantedChanged: if (wanted) active = true
         Component.onCompleted: if (wanted) active = true
+    }
+    component Tab: OnDemand {
+        required property int tag
+        wanted: window.workspace.entered && window.workspace.selectedTab === tag
     }
 
     StackLayout {
@@ -91,36 +95,38 @@ ApplicationWindow {
         }
     }
 
-    footer: TabBar {
-        id: tabBar
-        objectName: "tabBar"
-        visible: window.workspace.entered
-        currentIndex: window.workspace.selectedTab
-        onCurrentIndexChanged: window.workspace.selectedTab = currentIndex
-        Material.background: "white"
+    footer: OnDemand {
+        wanted: window.workspace.entered
+        sourceComponent: TabBar {
+            objectName: "tabBar"
+            visible: window.workspace.entered
+            currentIndex: window.workspace.selectedTab
+            onCurrentIndexChanged: window.workspace.selectedTab = currentIndex
+            Material.background: "white"
 
-        Repeater {
-            model: [
-                { title: "Home", icon: "house" },
-                { title: "Markets", icon: "chart" },
-                { title: "Trade", icon: "arrows" },
-                { title: "Account", icon: "person" }
-            ]
-            TabButton {
-                required property var modelData
-                required property int index
-                objectName: "tab" + modelData.title
-                text: modelData.title
-                icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
-                display: AbstractButton.TextUnderIcon
-                font.capitalization: Font.MixedCase
-                font.pixelSize: Style.caption
-                // A click emitted by a key or a screen reader checks nothing by itself.
-                onClicked: window.workspace.showTab(index)
-                Keys.onReturnPressed: clicked()
-                Keys.onEnterPressed: clicked()
-                Accessible.name: modelData.title
-                Accessible.onPressAction: clicked()
+            Repeater {
+                model: [
+                    { title: "Home", icon: "house" },
+                    { title: "Markets", icon: "chart" },
+                    { title: "Trade", icon: "arrows" },
+                    { title: "Account", icon: "person" }
+                ]
+                TabButton {
+                    required property var modelData
+                    required property int index
+                    objectName: "tab" + modelData.title
+                    text: modelData.title
+                    icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
+                    display: AbstractButton.TextUnderIcon
+                    font.capitalization: Font.MixedCase
+                    font.pixelSize: Style.caption
+                    // A click emitted by a key or a screen reader checks nothing by itself.
+                    onClicked: window.workspace.showTab(index)
+                    Keys.onReturnPressed: clicked()
+                    Keys.onEnterPressed: clicked()
+                    Accessible.name: modelData.title
+                    Accessible.onPressAction: clicked()
+                }
             }
         }
     }
