@@ -17,19 +17,6 @@ Page {
         color: Style.groupedBackground
     }
 
-    // The top or the bottom of a white card, its corners rounded.
-    component CardEdge: Item {
-        property bool closing: false
-        clip: true
-        Rectangle {
-            width: parent.width
-            height: parent.height + radius
-            y: parent.closing ? -radius : 0
-            radius: 12
-            color: Style.card
-        }
-    }
-
     AccountRecord {
         id: record
         session: root.session
@@ -208,65 +195,11 @@ Page {
                 }
             }
 
-            Section {
-                objectName: "vaultSection"
-                title: "Agent test vault"
-                Label {
-                    objectName: "vaultBalance"
-                    text: root.workspace.balance.balance
-                    font.pixelSize: Style.largeTitle
-                    font.bold: true
-                }
-                ValueRow {
-                    objectName: "allowance"
-                    label: "Remaining allowance"
-                    value: root.workspace.balance.budget
-                }
-                Label {
-                    objectName: "vaultPermission"
-                    Layout.fillWidth: true
-                    text: root.workspace.balance.status
-                    font.pixelSize: Style.body
-                    wrapMode: Text.Wrap
-                }
-                Label {
-                    Layout.fillWidth: true
-                    text: "Shared competition vault, not your wallet balance."
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
-                }
-                AccentButton {
-                    objectName: "refreshVault"
-                    text: "Refresh vault balance"
-                    onClicked: root.workspace.balance.loadTask()
-                }
+            VaultSection {
+                vault: root.workspace.balance
             }
-
-            Section {
-                objectName: "projectSection"
-                title: "Project"
-                AccentButton {
-                    objectName: "openPayments"
-                    text: "Open AI payments"
-                    onClicked: root.workspace.openSite("/#agent")
-                }
-                Link {
-                    objectName: "demoLink"
-                    text: "Try guided demo"
-                    onActivated: root.workspace.openSite("/demo.html")
-                }
-                Link {
-                    objectName: "competitionMaterials"
-                    text: "Competition materials"
-                    onActivated: root.workspace.openSite("/competition.html")
-                }
-                Label {
-                    Layout.fillWidth: true
-                    text: "Kelvra · test assets only"
-                    font.pixelSize: Style.caption
-                    color: Style.secondary
-                }
+            ProjectLinks {
+                workspace: root.workspace
             }
         }
     }

@@ -17,35 +17,6 @@ Page {
         color: Style.groupedBackground
     }
 
-    component Field: RowLayout {
-        id: field
-        property alias label: caption.text
-        property alias placeholder: input.placeholderText
-        property alias text: input.text
-        property alias inputName: input.objectName
-        signal edited(string text)
-
-        Layout.fillWidth: true
-        spacing: 12
-        Label {
-            id: caption
-            font.pixelSize: Style.body
-            Accessible.ignored: true
-        }
-        Item {
-            Layout.fillWidth: true
-        }
-        TextField {
-            id: input
-            Layout.preferredWidth: 140
-            horizontalAlignment: TextInput.AlignRight
-            inputMethodHints: Qt.ImhFormattedNumbersOnly
-            font.pixelSize: Style.body
-            onTextEdited: field.edited(text)
-            Accessible.name: caption.text
-        }
-    }
-
     FollowFocus {
         flickable: scroll
     }
@@ -98,47 +69,10 @@ Page {
                     Item {
                         Layout.fillWidth: true
                     }
-                    // A two-segment control: one radio button per side.
-                    Row {
+                    SideSelector {
                         objectName: "side"
-                        spacing: 4
-                        Accessible.role: Accessible.Grouping
-                        Accessible.name: "Side"
-                        Repeater {
-                            model: ["Buy", "Sell"]
-                            RadioButton {
-                                id: segment
-                                required property string modelData
-                                objectName: "side" + modelData
-                                text: modelData
-                                checked: root.trade.side === modelData
-                                width: 76
-                                implicitHeight: 36
-                                padding: 0
-                                indicator: null
-                                contentItem: Text {
-                                    text: segment.text
-                                    font.pixelSize: Style.subheadline
-                                    color: segment.checked ? "white" : Brand.teal
-                                    horizontalAlignment: Text.AlignHCenter
-                                    verticalAlignment: Text.AlignVCenter
-                                }
-                                background: Rectangle {
-                                    radius: 8
-                                    color: segment.checked ? Brand.teal : "transparent"
-                                    border.color: Brand.teal
-                                    Accessible.ignored: true
-                                    FocusFrame {
-                                        shown: segment.visualFocus
-                                    }
-                                }
-                                onClicked: root.trade.side = modelData
-                                Keys.onReturnPressed: clicked()
-                                Keys.onEnterPressed: clicked()
-                                Accessible.name: text
-                                Accessible.onPressAction: clicked()
-                            }
-                        }
+                        side: root.trade.side
+                        onChosen: choice => root.trade.side = choice
                     }
                 }
                 RowLayout {
@@ -164,7 +98,7 @@ Page {
                         Component.onCompleted: contentItem.Accessible.ignored = true
                     }
                 }
-                Field {
+                DecimalField {
                     objectName: "sizeRow"
                     inputName: "size"
                     label: "Size (USD)"
@@ -223,14 +157,14 @@ Page {
 
             Section {
                 title: "Assumptions"
-                Field {
+                DecimalField {
                     inputName: "fee"
                     label: "Fee (%)"
                     placeholder: "0.1"
                     text: root.trade.fee
                     onEdited: text => root.trade.fee = text
                 }
-                Field {
+                DecimalField {
                     inputName: "slippage"
                     label: "Slippage (%)"
                     placeholder: "0.5"

@@ -1,0 +1,43 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra.Core
+
+// The shared test vault, which everyone sees, signed in or not.
+Section {
+    id: root
+    required property VaultBalance vault
+
+    objectName: "vaultSection"
+    title: "Agent test vault"
+    Label {
+        objectName: "vaultBalance"
+        text: root.vault.balance
+        font.pixelSize: Style.largeTitle
+        font.bold: true
+    }
+    ValueRow {
+        objectName: "allowance"
+        label: "Remaining allowance"
+        value: root.vault.budget
+    }
+    Label {
+        objectName: "vaultPermission"
+        Layout.fillWidth: true
+        text: root.vault.status
+        font.pixelSize: Style.body
+        wrapMode: Text.Wrap
+    }
+    Label {
+        Layout.fillWidth: true
+        text: "Shared competition vault, not your wallet balance."
+        font.pixelSize: Style.footnote
+        color: Style.secondary
+        wrapMode: Text.Wrap
+    }
+    AccentButton {
+        objectName: "refreshVault"
+        text: "Refresh vault balance"
+        onClicked: root.vault.loadTask()
+    }
+}

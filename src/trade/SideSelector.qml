@@ -1,0 +1,50 @@
+import QtQuick
+import QtQuick.Controls
+import Kelvra.Core
+
+// The trade side as a two-segment control: one radio button per side.
+Row {
+    id: root
+    required property string side
+    signal chosen(string choice)
+
+    spacing: 4
+    Accessible.role: Accessible.Grouping
+    Accessible.name: "Side"
+
+    Repeater {
+        model: ["Buy", "Sell"]
+        RadioButton {
+            id: segment
+            required property string modelData
+            objectName: "side" + modelData
+            text: modelData
+            checked: root.side === modelData
+            width: 76
+            implicitHeight: 36
+            padding: 0
+            indicator: null
+            contentItem: Text {
+                text: segment.text
+                font.pixelSize: Style.subheadline
+                color: segment.checked ? "white" : Brand.teal
+                horizontalAlignment: Text.AlignHCenter
+                verticalAlignment: Text.AlignVCenter
+            }
+            background: Rectangle {
+                radius: 8
+                color: segment.checked ? Brand.teal : "transparent"
+                border.color: Brand.teal
+                Accessible.ignored: true
+                FocusFrame {
+                    shown: segment.visualFocus
+                }
+            }
+            onClicked: root.chosen(modelData)
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
+            Accessible.name: text
+            Accessible.onPressAction: clicked()
+        }
+    }
+}
