@@ -18,13 +18,7 @@ class TestOwnerPromptDialog : public QObject
     Q_OBJECT
 
     QQmlEngine m_engine;
-    std::unique_ptr<OwnerPrompt> m_prompt;
-    std::unique_ptr<QQuickWindow> m_window;
-    QList<QByteArray> m_answers;
-    int m_cancels = 0;
 
-    QQuickItem *find(const char *name) const { return m_window->findChild<QQuickItem *>(name); }
-    bool shown() const { return m_window->findChild<QObject *>("dialog")->property("visible").toBool(); }
     // Delegates are found through the item tree, not the object tree.
     static bool shows(QQuickItem *item, const QString &text)
     {
@@ -32,13 +26,6 @@ class TestOwnerPromptDialog : public QObject
         return (item->isVisible() && item->property("text") == text)
                || std::any_of(children.begin(), children.end(),
                               [&](QQuickItem *c) { return shows(c, text); });
-    }
-    void askAndType(const QString &text)
-    {
-        m_prompt->ask("Password: ", true);
-        QTRY_VERIFY(find("answer")->hasActiveFocus());
-        for (QChar c : text)
-            QTest::sendKeyEvent(QTest::Click, m_window.get(), Qt::Key_A, QString(c), Qt::NoModifier);
     }
 
 private slots:
@@ -48,103 +35,83 @@ private slots:
         m_engine.addImportPath("qrc:/");
     }
 
-    void init()
+    void init() { failOnAnyWarning(); }
+
+    void question_data()
     {
-        failOnAnyWarning();
-        m_answers.clear();
-        m_cancels = 0;
-        m_prompt = std::make_unique<OwnerPrompt>(
+        QTest::addColumn<bool>("secret");
+        QTest::addColumn<QString>("ending"); // a key, a button, or the prompt closes
+        QTest::addColumn<QList<QByteArray>>("answers");
+        QTest::addColumn<int>("cancels");
+        const QList<QByteArray> typed{"p\xc3\xa4sswort"};
+        addRow("hidden answer, Return", true, "Return", typed, 0);
+        addRow("shown answer, OK", false, "ok", typed, 0);
+        addRow("Cancel button", true, "cancel", QList<QByteArray>{}, 1);
+        addRow("Escape key", true, "Esc", QList<QByteArray>{}, 1);
+        addRow("the prompt closes", true, "close", QList<QByteArray>{}, 0);
+    }
+
+    void question()
+    {
+        QFETCH(bool, secret);
+        QFETCH(QString, ending);
+        QList<QByteArray> answers;
+        int cancels = 0;
+        auto prompt = std::make_unique<OwnerPrompt>(
             "Open your Kelvra owner portal",
-            [this](SecretBuffer secret) {
-                m_answers.append(QByteArray(secret.data(), qsizetype(secret.size())));
-            },
-            [this] { ++m_cancels; });
+            [&](SecretBuffer typed) { answers << QByteArray(typed.data(), qsizetype(typed.size())); },
+            [&] { ++cancels; });
         QQmlComponent component(&m_engine);
         component.setData(
             "import QtQuick\nimport QtQuick.Controls\nimport Kelvra.Core\nimport \"qrc:/kelvra\"\n"
             "ApplicationWindow { required property OwnerPrompt target; width: 390; height: 844;"
             " visible: true; OwnerPromptDialog { objectName: \"dialog\"; prompt: target } }",
             QUrl("qrc:/host.qml"));
-        m_window.reset(qobject_cast<QQuickWindow *>(
-            component.createWithInitialProperties({{"target", QVariant::fromValue(m_prompt.get())}})));
-        QVERIFY2(m_window, qPrintable(component.errorString()));
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-    }
+        std::unique_ptr<QQuickWindow> window(qobject_cast<QQuickWindow *>(
+            component.createWithInitialProperties({{"target", QVariant::fromValue(prompt.get())}})));
+        QVERIFY2(window, qPrintable(component.errorString()));
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        const auto find = [&window](const char *name) { return window->findChild<QQuickItem *>(name); };
+        const QObject *dialog = window->findChild<QObject *>("dialog");
+        const auto shown = [dialog] {
+            return dialog->property("visible").toBool() && dialog->property("opened").toBool();
+        };
+        const auto busy = [&find] { return find("busy")->property("running").toBool(); };
 
-    void cleanup()
-    {
-        m_window.reset();
-        m_prompt.reset();
-    }
-
-    void layout_data()
-    {
-        QTest::addColumn<bool>("secret");
-        QTest::addColumn<int>("echoMode");
-        addRow("hidden answer", true, 2); // TextInput.Password
-        addRow("shown answer", false, 0); // TextInput.Normal
-    }
-
-    void layout()
-    {
-        QFETCH(bool, secret);
-        QVERIFY(shown() && find("busy")->property("running").toBool() && !find("ok")->isEnabled());
-        m_prompt->ask(secret ? "Password: " : "Code: ", secret);
-        m_prompt->tell("Place your finger on the reader");
-        QCOMPARE(find("reason")->property("text").toString(), m_prompt->reason());
-        QCOMPARE(find("message")->property("text").toString(), m_prompt->message());
-        QTEST(find("answer")->property("echoMode").toInt(), "echoMode");
+        QTRY_VERIFY(shown() && busy()); // before the first question
+        prompt->tell("Place your finger on the reader");
+        prompt->ask(secret ? "Password: " : "Code: ", secret);
+        QCOMPARE(find("reason")->property("text").toString(), "Open your Kelvra owner portal");
+        QCOMPARE(find("message")->property("text").toString(), secret ? "Password: " : "Code: ");
+        QCOMPARE(find("answer")->property("echoMode").toInt(), secret ? 2 : 0); // Password, Normal
         const auto hints = Qt::InputMethodHints(find("answer")->property("inputMethodHints").toInt());
         QVERIFY(hints.testFlags(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText));
         QCOMPARE(hints.testFlag(Qt::ImhHiddenText), secret);
-        QVERIFY(find("ok")->isEnabled() && !find("busy")->property("running").toBool());
-        QVERIFY(shows(m_window->contentItem(), "Place your finger on the reader"));
-    }
+        QVERIFY(find("ok")->isEnabled() && !busy());
+        QVERIFY(shows(window->contentItem(), "Place your finger on the reader"));
 
-    void typedAnswerIsHandedOverOnce()
-    {
-        askAndType("pässwortX");
-        QTest::keyClick(m_window.get(), Qt::Key_Backspace);
+        QTRY_VERIFY(find("answer")->hasActiveFocus());
+        for (QChar c : QStringLiteral("pässwortX"))
+            QTest::sendKeyEvent(QTest::Click, window.get(), Qt::Key_A, QString(c), Qt::NoModifier);
+        QTest::keyClick(window.get(), Qt::Key_Backspace);
         // No undo history of a secret: the X stays deleted.
-        QTest::keySequence(m_window.get(), QKeySequence::Undo);
-        QTest::keyClick(m_window.get(), Qt::Key_Return);
-        QCOMPARE(m_answers, QList<QByteArray>{"p\xc3\xa4sswort"});
-        QCOMPARE(find("answer")->property("text").toString(), QString());
-        QVERIFY(!find("ok")->isEnabled() && find("busy")->property("running").toBool());
-        QVERIFY(shown()); // open until the prompt ends
-
-        askAndType("x");
-        QMetaObject::invokeMethod(find("ok"), "clicked");
-        QCOMPARE(m_answers, (QList<QByteArray>{"p\xc3\xa4sswort", "x"}));
-    }
-
-    void cancel_data()
-    {
-        QTest::addColumn<bool>("escape");
-        addRow("Cancel button", false);
-        addRow("Escape key", true);
-    }
-
-    void cancel()
-    {
-        QFETCH(bool, escape);
-        askAndType("");
-        if (escape)
-            QTest::keyClick(m_window.get(), Qt::Key_Escape);
+        QTest::keySequence(window.get(), QKeySequence::Undo);
+        if (ending == "close")
+            prompt->close();
+        else if (QQuickItem *button = find(qPrintable(ending)))
+            QMetaObject::invokeMethod(button, "clicked");
         else
-            QMetaObject::invokeMethod(find("cancel"), "clicked");
-        QCOMPARE(m_cancels, 1);
-        QTRY_VERIFY(!shown());
-    }
+            QTest::keySequence(window.get(), QKeySequence(ending));
+        QTEST(answers, "answers");
+        QTEST(cancels, "cancels");
+        // Open until the prompt ends, busy with the answer; the field is emptied either way.
+        const bool answered = !answers.isEmpty();
+        QTRY_COMPARE(shown(), answered);
+        QVERIFY(busy() == answered && !find("ok")->isEnabled());
+        QTRY_COMPARE(find("answer")->property("text").toString(), QString());
 
-    void closesWithThePrompt()
-    {
-        m_prompt->ask("Password: ", true);
-        m_prompt->close();
-        QTRY_VERIFY(!shown());
-        m_prompt.reset(); // the context let go: no binding may complain
-        QTest::qWait(50);
-        QVERIFY(!shown());
+        prompt.reset(); // the context let go: no binding may complain
+        QTRY_VERIFY(!dialog->property("visible").toBool());
     }
 };
 
