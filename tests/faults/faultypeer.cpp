@@ -1,5 +1,6 @@
 #include "faultypeer.h"
 
+#include <QRegularExpression>
 #include <QTcpSocket>
 #include <QTimer>
 
@@ -7,28 +8,11 @@
 
 #include <memory>
 
-FaultyPeer::FaultyPeer()
+FaultyPeer::FaultyPeer(const QHash<QByteArray, QByteArray> &good)
+    : m_good(good)
 {
     if (!listen(QHostAddress::LocalHost, 0))
         qFatal("FaultyPeer: no free loopback port");
-}
-
-QString FaultyPeer::origin() const
-{
-    return QStringLiteral("http://127.0.0.1:%1").arg(serverPort());
-}
-
-void FaultyPeer::answer(const QByteArray &path, const QByteArray &good, const QByteArray &wrong)
-{
-    m_good.insert(path, good);
-    m_wrong.insert(path, wrong);
-}
-
-void FaultyPeer::play(const QByteArray &path, const Play &play)
-{
-    m_path = path;
-    m_play = play;
-    m_good.insert("/moved", m_good.value(path));
 }
 
 void FaultyPeer::incomingConnection(qintptr descriptor)
@@ -38,16 +22,14 @@ void FaultyPeer::incomingConnection(qintptr descriptor)
     connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
     auto pending = std::make_shared<QByteArray>();
     connect(socket, &QTcpSocket::readyRead, this, [this, socket, pending] {
+        // A request is served once its head and its declared body are in.
+        static const QRegularExpression declared("content-length: *(\\d+)",
+                                                 QRegularExpression::CaseInsensitiveOption);
         *pending += socket->readAll();
         const qsizetype end = pending->indexOf("\r\n\r\n");
-        if (end < 0)
-            return;
-        qsizetype length = 0;
-        for (const QByteArray &line : pending->left(end).split('\n')) {
-            if (line.toLower().startsWith("content-length:"))
-                length = line.mid(15).trimmed().toLongLong();
-        }
-        if (pending->size() < end + 4 + length)
+        const qsizetype length =
+            declared.match(QString::fromLatin1(pending->left(end))).captured(1).toLongLong();
+        if (end < 0 || pending->size() < end + 4 + length)
             return;
         const QByteArray path = pending->split(' ').value(1);
         pending->clear();
@@ -56,30 +38,22 @@ void FaultyPeer::incomingConnection(qintptr descriptor)
     });
 }
 
-QByteArray FaultyPeer::response(int status, const QByteArray &body, const QByteArray &extra)
-{
-    return "HTTP/1.1 " + QByteArray::number(status)
-           + " X\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(body.size())
-           + "\r\nConnection: close\r\n" + extra + "\r\n" + body;
-}
-
 void FaultyPeer::serve(QTcpSocket *socket, const QByteArray &path)
 {
-    const Fault fault = path == m_path ? m_play.fault : Fault::None;
     const QByteArray good = m_good.value(path);
-    const auto finish = [socket](const QByteArray &bytes) {
-        socket->write(bytes);
-        socket->disconnectFromHost();
+    const Play play = path == m_play.path ? m_play : Play{path, Fault::Reply, 200, good, {}};
+    const auto response = [&play](const QByteArray &body) {
+        return "HTTP/1.1 " + QByteArray::number(play.status)
+               + " X\r\nContent-Type: application/json\r\nConnection: close\r\nContent-Length: "
+               + QByteArray::number(body.size()) + "\r\n"
+               + (play.location.isEmpty() ? QByteArray() : "Location: " + play.location + "\r\n") + "\r\n"
+               + body;
     };
-    switch (fault) {
-    case Fault::None:
-        finish(m_good.contains(path) ? response(200, good) : response(404, "{}"));
-        return;
+    switch (play.fault) {
     case Fault::Stall:
         return;
     case Fault::ResetInBody: {
-        const QByteArray whole = response(200, good);
-        socket->write(whole.left(whole.size() - good.size() / 2));
+        socket->write(response(good).chopped(good.size() / 2));
         // A linger of zero turns the close into a reset, once the client has read the head.
         QTimer::singleShot(250, socket, [socket] {
             const linger reset{1, 0};
@@ -89,57 +63,38 @@ void FaultyPeer::serve(QTcpSocket *socket, const QByteArray &path)
         });
         return;
     }
-    case Fault::CloseBeforeReply:
-        socket->disconnectFromHost();
+    case Fault::Endless: {
+        // No length and no end: only the client can stop it.
+        socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n[");
+        const auto more = [this, socket] {
+            static const QByteArray rows = QByteArray(R"({"a":1},)").repeated(2048);
+            while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() < 64 * 1024) {
+                socket->write(rows);
+                m_pushed += rows.size();
+            }
+        };
+        connect(socket, &QTcpSocket::bytesWritten, socket, more);
+        connect(socket, &QTcpSocket::disconnected, this, [this] { m_endlessClosed = true; });
+        more();
         return;
-    case Fault::NotHttp:
-        finish(QByteArray("SSH-2.0-OpenSSH_9.2\r\n\x00\x01\x02\xff", 25));
-        return;
-    case Fault::Status:
-        finish(response(m_play.status, R"({"error":"refused"})",
-                        m_play.location.isEmpty() ? QByteArray() : "Location: " + m_play.location + "\r\n"));
-        return;
-    case Fault::Endless:
-        endless(socket);
-        return;
-    case Fault::Truncated:
-        finish(response(200, good.left(good.size() / 2)));
-        return;
-    case Fault::WrongTypes:
-        finish(response(200, m_wrong.value(path)));
-        return;
+    }
     case Fault::Drip: {
         // Qt's time-out runs on until the first byte of the body, so the head goes at once.
-        const QByteArray whole = response(200, good);
-        socket->write(whole.left(whole.size() - good.size()));
-        auto rest = std::make_shared<QByteArray>(good);
+        socket->write(response(good).chopped(good.size()));
         auto *drip = new QTimer(socket);
-        connect(drip, &QTimer::timeout, socket, [socket, rest, drip] {
-            socket->write(rest->left(8));
-            rest->remove(0, 8);
-            if (rest->isEmpty()) {
-                drip->stop();
+        connect(drip, &QTimer::timeout, socket, [socket, rest = good]() mutable {
+            socket->write(rest.left(8));
+            rest.remove(0, 8);
+            if (rest.isEmpty())
                 socket->disconnectFromHost();
-            }
         });
         drip->start(150);
         return;
     }
+    case Fault::Reply:
+    case Fault::Raw:
+        socket->write(play.fault == Fault::Raw ? play.body : response(play.body));
+        socket->disconnectFromHost();
+        return;
     }
-}
-
-void FaultyPeer::endless(QTcpSocket *socket)
-{
-    // No length and no end: only the client can stop it.
-    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n[");
-    const auto more = [this, socket] {
-        static const QByteArray rows = QByteArray(R"({"a":1},)").repeated(2048);
-        while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() < 64 * 1024) {
-            socket->write(rows);
-            m_pushed += rows.size();
-        }
-    };
-    connect(socket, &QTcpSocket::bytesWritten, socket, more);
-    connect(socket, &QTcpSocket::disconnected, this, [this] { m_endlessClosed = true; });
-    more();
 }

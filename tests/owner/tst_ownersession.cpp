@@ -7,46 +7,33 @@
 #include <QJsonArray>
 #include <QTest>
 
+#include <numeric>
+
 using namespace std::chrono_literals;
-using Answer = TestService::Answer;
-using Answers = QList<Answer>;
+using Answers = QList<TestService::Answer>;
 
 namespace {
 
 constexpr double now = 1.75e12;
-const QString guest = "Guest demo · no owner session", offline = "Connection unavailable. Retry when online.";
-const QString checkFailed = "Unable to verify session or refresh account. Retry when online.";
-const QString proofFailed = "Receipt verification unavailable. No payment retried.";
-const QString expired = "Session expired or signed out.",
-              waitingText = "Waiting for passkey approval · match code ";
+const QString guest = "Guest demo · no owner session";
 const QString connectedText =
     "Owner connected · read-only until " + shortTime(QDateTime::fromMSecsSinceEpoch(qint64(now) + 1));
-// The proof key made from the bytes 0, 1, ..., 31.
-const QByteArray challengeSent =
-    R"({"challenge":"6c86c6aac5fb24bcf5d9939cb7d7d5645ce39418f449e03b262dd4fa14b4b92b"})";
-const QByteArray claimSent =
-    R"({"id":"s1","verifier":"000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"})";
+// The proof key made from the bytes 0, 1, ..., 31: its challenge at the start, its verifier at the claim.
+const QString startSent =
+    "POST /device/start "
+    R"({"challenge":"6c86c6aac5fb24bcf5d9939cb7d7d5645ce39418f449e03b262dd4fa14b4b92b"})"
+    " application/json -";
+const QString claimSent =
+    "POST /device/claim "
+    R"({"id":"s1","verifier":"000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"})"
+    " application/json -";
 
-bool countingBytes(std::span<std::uint8_t> bytes)
-{
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        bytes[i] = std::uint8_t(i);
-    return true;
-}
-
-Answer json(const QJsonValue &value, int status = 200)
-{
-    return LoopbackHttp::json(value, status);
-}
-
-Answer claim(const QString &token, double expires = now + 1)
-{
-    return json(QJsonObject{{"token", token}, {"expires", expires}});
-}
-
-const Answer authenticated = json(QJsonObject{{"authenticated", true}});
+const auto json = [](const QJsonValue &value, int status = 200) { return LoopbackHttp::json(value, status); };
+const auto claim = [](double expires) { return json(QJsonObject{{"token", "t"}, {"expires", expires}}); };
 const QJsonObject account{{"wallet", "0xabc"}, {"n", 2}, {"none", QJsonValue()}};
 const QJsonArray rows{QJsonObject{{"id", "p1"}, {"amount", "5"}}};
+const Answers refreshed{claim(now + 1), json(QJsonObject{{"authenticated", true}}), json(account),
+                        json(rows)};
 const QStringList refresh{"/device/claim", "/device/status", "/api/account", "/api/history"};
 
 } // namespace
@@ -57,10 +44,13 @@ class TestOwnerSession : public QObject
 
     std::unique_ptr<TestService> service;
 
-    std::unique_ptr<OwnerSession> session(OwnerSession::RandomSource random = countingBytes)
+    std::unique_ptr<OwnerSession> session()
     {
         auto made = std::make_unique<OwnerSession>(Service{service->origin(), 2s});
-        made->setRandomSource(std::move(random));
+        made->setRandomSource([](auto bytes) {
+            std::iota(bytes.begin(), bytes.end(), 0);
+            return true;
+        });
         made->setClock([] { return now; });
         return made;
     }
@@ -71,30 +61,15 @@ class TestOwnerSession : public QObject
                         QJsonObject{{"id", "s1"}, {"approvalUrl", service->origin()}, {"code", "K7Q2"}});
         QVERIFY(QCoro::waitFor(owner.start()));
     }
-    // Connected with the account record and one history row.
-    void signIn(OwnerSession &owner, const QString &token = "tok")
-    {
-        startSignIn(owner);
-        script({claim(token), authenticated, json(account), json(rows)});
-        QCoro::waitFor(owner.check());
-        QVERIFY(owner.connected() && owner.code().isEmpty());
-    }
-    void script(const Answers &answers, std::chrono::milliseconds lastDelay = {})
-    {
-        for (qsizetype i = 0; i < answers.size(); ++i)
-            service->on(refresh.at(i), answers.at(i), i == answers.size() - 1 ? lastDelay : 0ms);
-    }
-    QStringList paths() const
+    // Every request as "METHOD path body Content-Type Authorization", a missing header as "-".
+    QStringList requests() const
     {
         QStringList sent;
         for (const auto &seen : service->seen())
-            sent.append(seen.path);
+            sent.append(seen.method + ' ' + seen.path + ' ' + seen.body + ' '
+                        + seen.header("Content-Type").value_or("-") + ' '
+                        + seen.header("Authorization").value_or("-"));
         return sent;
-    }
-    void verifySignedOut(const OwnerSession &owner)
-    {
-        QCOMPARE(owner.status(), guest);
-        QVERIFY(!owner.connected() && owner.owner().isEmpty() && owner.history().isEmpty());
     }
 
 private slots:
@@ -107,210 +82,119 @@ private slots:
     void start_data()
     {
         QTest::addColumn<QJsonObject>("answer");
-        QTest::addColumn<bool>("accepted");
-        const auto row = [](const char *name, const QString &link, bool accepted,
-                            const QJsonValue &id = "s1") {
-            QTest::newRow(name) << QJsonObject{{"id", id}, {"approvalUrl", link}, {"code", "K7Q2"}}
-                                << accepted;
+        QTest::addColumn<int>("sent"); // 2: the start and its claim; 1: a refused start
+        const auto row = [](const char *name, const QString &link, int sent, const QJsonValue &id = "s1") {
+            QTest::newRow(name) << QJsonObject{{"id", id}, {"approvalUrl", link}, {"code", "K7Q2"}} << sent;
         };
-        row("portal on the service", "{origin}/approve?s=1", true);
-        row("right host, other scheme and port", "https://127.0.0.1/approve", true);
-        row("user part, right host", "http://evil.example@127.0.0.1/", true);
-        row("user part naming the service", "http://127.0.0.1@evil.example/", false);
-        row("another host", "http://evil.example/approve", false);
-        row("host beginning with it", "http://127.0.0.1.evil.example/", false);
-        row("host ending with it", "http://evil127.0.0.1/", false);
-        row("id a number", "{origin}", false, 1);
-        QTest::newRow("no code") << QJsonObject{{"id", "s1"}, {"approvalUrl", "{origin}"}} << true;
+        // The portal must be on the service's host, whatever else the link holds.
+        row("right host, other scheme and port", "https://127.0.0.1/approve", 2);
+        row("user part, right host", "http://evil.example@127.0.0.1/", 2);
+        row("user part naming the service", "http://127.0.0.1@evil.example/", 1);
+        row("host beginning with it", "http://127.0.0.1.evil.example/", 1);
+        row("host ending with it", "http://evil127.0.0.1/", 1);
+        row("id a number", "http://127.0.0.1/", 1, 1);
+        row("no random bytes, nothing sent", "http://127.0.0.1/", 0);
+        QTest::newRow("no code") << QJsonObject{{"id", "s1"}, {"approvalUrl", "http://127.0.0.1/"}} << 2;
     }
 
     void start()
     {
         QFETCH(QJsonObject, answer);
-        QFETCH(bool, accepted);
-        const QString link = answer.value("approvalUrl").toString().replace("{origin}", service->origin());
-        answer["approvalUrl"] = link;
+        QFETCH(int, sent);
         service->onJson("/device/start", answer);
-
-        auto owner = session();
-        QCOMPARE(QCoro::waitFor(owner->start()), accepted ? std::optional<QUrl>(link) : std::nullopt);
-        const auto sent = service->seen().constFirst();
-        QCOMPARE(sent.body + sent.header("Content-Type").value_or("-"), challengeSent + "application/json");
-        QCOMPARE(sent.header("Authorization"), std::nullopt);
-        const QString code = accepted ? answer.value("code").toString() : QString();
-        QCOMPARE(owner->code(), code);
-        QCOMPARE(owner->status(), accepted ? waitingText + code : offline);
-        // Only a started sign-in is claimed, with the verifier behind the challenge.
         service->onJson("/device/claim", QJsonObject{{"pending", true}});
+        auto owner = session();
+        if (!sent)
+            owner->setRandomSource([](std::span<std::uint8_t>) { return false; });
+        const QUrl link(answer.value("approvalUrl").toString());
+        QCOMPARE(QCoro::waitFor(owner->start()), sent == 2 ? std::optional(link) : std::nullopt);
+        QCOMPARE(owner->code(), sent == 2 ? answer.value("code").toString() : QString());
+        QCOMPARE(owner->status(), sent == 2 ? "Waiting for passkey approval · match code " + owner->code()
+                                            : "Connection unavailable. Retry when online.");
+        // Only a started sign-in is claimed.
         QCoro::waitFor(owner->check());
-        QCOMPARE(paths().mid(1), accepted ? QStringList{"/device/claim"} : QStringList());
-        QCOMPARE(service->seen().constLast().body, accepted ? claimSent : sent.body);
+        QCOMPARE(requests(), QStringList({startSent, claimSent}).mid(0, sent));
     }
 
     void check_data()
     {
         QTest::addColumn<Answers>("answers"); // to the claim, status, account and history
+        QTest::addColumn<bool>("signOut");    // while the last answer is still out
         QTest::addColumn<QString>("status");
-        QTest::addColumn<bool>("cleared");
-        QTest::addColumn<bool>("connected"); // with the account and its history
-        const auto row = [](const char *name, const Answers &answers, const QString &status,
-                            bool cleared = false, bool connected = false) {
-            QTest::newRow(name) << answers << status << cleared << connected;
-        };
-        row("full refresh", {claim("t"), authenticated, json(account), json(rows)}, connectedText, false,
-            true);
-        row("pending, token ignored",
-            {json(QJsonObject{{"pending", true}, {"token", "t"}, {"expires", now + 1}})},
-            "Waiting for approval · match code K7Q2");
-        row("expires exactly now", {claim("t", now)}, "Session expired. Sign in again.", true);
-        row("not authenticated", {claim("t"), json(QJsonObject{{"authenticated", false}})}, expired, true);
-        row("no token", {json(QJsonObject{{"pending", false}})}, checkFailed);
+        addRow("full refresh", refreshed, false, connectedText);
+        addRow("pending, token ignored",
+               Answers{json(QJsonObject{{"pending", true}, {"token", "t"}, {"expires", now + 1}})}, false,
+               QString("Waiting for approval · match code K7Q2"));
+        addRow("expires exactly now", Answers{claim(now)}, false,
+               QString("Session expired. Sign in again. · cleared"));
+        // What a request brings back after a sign-out is stale.
+        addRow("sign-out during the claim", Answers{claim(now + 1)}, true, guest + " · cleared");
+        addRow("sign-out during the history", refreshed, true, guest + " · cleared");
     }
 
     void check()
     {
         QFETCH(Answers, answers);
+        QFETCH(bool, signOut);
         QFETCH(QString, status);
-        QFETCH(bool, cleared);
-        QFETCH(bool, connected);
-        auto session = this->session();
-        startSignIn(*session);
-        script(answers);
-
-        QCoro::waitFor(session->check());
-        QCOMPARE(session->status(), status);
-        QCOMPARE(session->connected(), connected);
-        QCOMPARE(session->generation(), cleared ? 1 : 0);
-        QCOMPARE(session->owner(), connected ? account : QJsonObject());
-        QCOMPARE(session->history(), connected ? rows : QJsonArray());
-        // One request after another as far as the answers lead; the claimed token goes with
-        // every later one.
-        QCOMPARE(paths().mid(1), refresh.mid(0, answers.size()));
-        for (const auto &seen : service->seen().mid(2))
-            QCOMPARE(seen.header("Authorization"), QByteArray("Bearer t"));
-    }
-
-    void verify_data()
-    {
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<Answer>("answer");
-        QTest::addColumn<bool>("sent");
-        QTest::addColumn<QString>("proof");
-        const Answer ab = json(QJsonObject{{"explanation", "A"}, {"limitation", "B"}});
-        QTest::newRow("explanation and limitation") << "p1" << ab << true << "A\nB";
-        QTest::newRow("empty answer") << "p1" << json(QJsonObject{}) << true << "Receipt unavailable\n";
-        QTest::newRow("escapes kept as given") << "a%20b" << ab << true << "A\nB";
-        QTest::newRow("a blank in the id") << "a b" << ab << false << proofFailed;
-    }
-
-    void verify()
-    {
-        QFETCH(QString, id);
-        QFETCH(Answer, answer);
-        QFETCH(bool, sent);
-        QFETCH(QString, proof);
         auto owner = session();
-        signIn(*owner);
-        service->on("/api/receipt/" + id, answer);
-
-        QCoro::waitFor(owner->verify(id));
-        QCOMPARE(owner->proof(), proof);
-        QCOMPARE(paths().constLast(), sent ? "/api/receipt/" + id : "/api/history");
-        QCOMPARE(service->seen().constLast().header("Authorization"), QByteArray("Bearer tok"));
-        // A failed proof leaves the session as it was.
-        QCOMPARE(owner->status(), connectedText);
-        QCOMPARE(owner->history(), rows);
-    }
-
-    void logout_data()
-    {
-        QTest::addColumn<bool>("signedIn");
-        QTest::newRow("signed in") << true;
-        QTest::newRow("sign-in waiting, no token") << false;
-    }
-
-    void logout()
-    {
-        QFETCH(bool, signedIn);
-        auto owner = session();
-        signedIn ? signIn(*owner) : startSignIn(*owner);
-        service->onJson("/api/receipt/p1", QJsonObject{{"explanation", "A"}});
-        QCoro::waitFor(owner->verify("p1"));
-        service->onJson("/device/logout", QJsonObject{}, 500);
-
-        QCoro::waitFor(owner->logout());
-        verifySignedOut(*owner);
-        QVERIFY(owner->code().isEmpty() && owner->proof().isEmpty());
-        QCOMPARE(owner->generation(), 1);
-        const auto sent = service->seen().constLast();
-        QCOMPARE(sent.method + sent.path + sent.body + sent.header("Content-Type").value_or("-"),
-                 "POST/device/logout{}application/json");
-        QCOMPARE(sent.header("Authorization"),
-                 signedIn ? std::optional<QByteArray>("Bearer tok") : std::nullopt);
-        // Nothing is left to claim or refresh.
-        QCoro::waitFor(owner->check());
-        QCOMPARE(service->seen().constLast().path, "/device/logout");
-    }
-
-    void staleResultsDropped_data()
-    {
-        QTest::addColumn<int>("waiting");   // the request of the check that is still out
-        QTest::addColumn<bool>("byLogout"); // else by a 401 on a receipt
-        QTest::newRow("sign-out during the claim") << 0 << true;
-        QTest::newRow("sign-out during the history") << 3 << true;
-        QTest::newRow("401 elsewhere during the history") << 3 << false;
-    }
-
-    void staleResultsDropped()
-    {
-        QFETCH(int, waiting);
-        QFETCH(bool, byLogout);
-        auto owner = session();
-        waiting == 0 ? startSignIn(*owner) : signIn(*owner);
-        const QJsonArray fresh{QJsonObject{{"fresh", 1}}};
-        script(Answers{claim("new"), authenticated, json(fresh), json(fresh)}.mid(0, waiting + 1), 300ms);
-        service->onJson("/device/logout", QJsonObject{});
-        service->onJson("/api/receipt/r", QJsonObject{}, 401);
-        std::optional<QCoro::Task<>> other;
+        startSignIn(*owner);
+        for (qsizetype i = 0; i < answers.size(); ++i)
+            service->on(refresh.at(i), answers.at(i), signOut && i == answers.size() - 1 ? 300ms : 0ms);
+        QCoro::waitFor(owner->verify("a b")); // a proof text to forget, sent nowhere
+        std::optional<QCoro::Task<>> logout;
         connect(service.get(), &TestService::received, this, [&](const QString &path) {
-            if (path == refresh.at(waiting) && !other)
-                other.emplace(byLogout ? owner->logout() : owner->verify("r"));
+            if (signOut && path == refresh.at(answers.size() - 1) && !logout)
+                logout.emplace(owner->logout());
         });
 
         QCoro::waitFor(owner->check());
-        QVERIFY(other && other->isReady());
-        verifySignedOut(*owner);
-        // A dropped claim stores no token: the check went no further.
-        QCOMPARE(paths().mid(paths().lastIndexOf(refresh.at(waiting)) + 1),
-                 QStringList{byLogout ? "/device/logout" : "/api/receipt/r"});
+        QCOMPARE(owner->status() + (owner->generation() ? " · cleared" : ""), status);
+        QCOMPARE(owner->connected(), status == connectedText);
+        QCOMPARE(owner->owner(), owner->connected() ? account : QJsonObject());
+        QCOMPARE(owner->history(), owner->connected() ? rows : QJsonArray());
+        QCOMPARE(owner->code(), status.endsWith("K7Q2") ? "K7Q2" : QString());
+        QCOMPARE(owner->proof().isEmpty(), owner->generation() > 0);
+        // One request after another as far as the answers lead, the claimed token with each; a
+        // sign-out leaves nothing to claim or refresh.
+        QStringList expected{claimSent};
+        for (const QString &path : refresh.mid(1, answers.size() - 1))
+            expected.append("GET " + path + "  - Bearer t");
+        if (signOut)
+            expected.append(QString("POST /device/logout {} application/json ")
+                            + (answers.size() > 1 ? "Bearer t" : "-"));
+        if (owner->generation())
+            QCoro::waitFor(owner->check());
+        QCOMPARE(requests().mid(1), expected);
     }
 
-    void sequences()
+    void signedIn()
     {
-        // A failed source of random bytes sends nothing, and there is nothing to claim.
-        auto owner = session([](std::span<std::uint8_t>) { return false; });
-        QCOMPARE(QCoro::waitFor(owner->start()), std::nullopt);
+        auto owner = session();
+        startSignIn(*owner);
+        for (qsizetype i = 0; i < refresh.size(); ++i)
+            service->on(refresh.at(i), refreshed.at(i));
         QCoro::waitFor(owner->check());
-        QCOMPARE(owner->status(), offline);
-        QVERIFY(service->seen().isEmpty());
-
-        owner->setRandomSource(countingBytes);
-        signIn(*owner);
+        service->onJson("/api/receipt/a%20b", QJsonObject{{"explanation", "A"}, {"limitation", "B"}});
+        // A receipt identifier goes as given, escapes kept; one that makes no URL is not sent.
+        QCoro::waitFor(owner->verify("a%20b"));
+        QCOMPARE(owner->proof(), "A\nB");
+        QCoro::waitFor(owner->verify("a b"));
+        QCOMPARE(owner->proof(), "Receipt verification unavailable. No payment retried.");
+        QCOMPARE(owner->status(), connectedText);
         // A failed refresh empties the records and keeps the session.
         service->on("/api/history", json({}, 503));
         QCoro::waitFor(owner->check());
         QVERIFY(owner->connected() && owner->owner().isEmpty() && owner->history().isEmpty());
-        QCOMPARE(owner->status(), checkFailed);
-    }
-
-    void destroyedWhileWaiting()
-    {
-        auto owner = session();
+        QCOMPARE(owner->status(), "Unable to verify session or refresh account. Retry when online.");
+        // The receipt went with the token; "a b" went nowhere.
+        QCOMPARE(requests().mid(5, 2),
+                 QStringList({"GET /api/receipt/a%20b  - Bearer t", "GET /device/status  - Bearer t"}));
+        // The store may go while a check waits; the check runs to its end without touching it.
         startSignIn(*owner);
         service->stall("/device/claim");
         auto task = owner->check();
-        QTRY_COMPARE(service->count("/device/claim"), 1);
-        // The operation runs to its end without touching what is gone.
+        QTRY_COMPARE(service->count("/device/claim"), 2);
         owner.reset();
         QTRY_VERIFY(task.isReady());
     }
