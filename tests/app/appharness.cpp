@@ -2,13 +2,11 @@
 
 #include "ownersession.h"
 #include "scriptedownerauthenticator.h"
-#include "tradescreen.h"
 #include "vaultbalance.h"
 
 #include <QAccessible>
 #include <QKeySequence>
 #include <QNetworkReply>
-#include <QQuickItem>
 #include <QTest>
 #include <QtQuickTest/quicktest.h>
 
@@ -20,28 +18,6 @@ void collect(QQuickItem *item, const QString &name, QList<QQuickItem *> &found)
         found.append(item);
     for (QQuickItem *child : item->childItems())
         collect(child, name, found);
-}
-
-QQuickItem *flickableAround(QQuickItem *item)
-{
-    for (QQuickItem *p = item->parentItem(); p; p = p->parentItem()) {
-        if (p->inherits("QQuickFlickable"))
-            return p;
-    }
-    return nullptr;
-}
-
-QJsonObject quote(const QString &pair, double price, double bid, double ask)
-{
-    return {{"pair", pair},
-            {"price", price},
-            {"change", 1.234},
-            {"high", 66000},
-            {"low", 64000},
-            {"volume", 1234.5678},
-            {"bid", bid},
-            {"ask", ask},
-            {"time", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)}};
 }
 
 } // namespace
@@ -62,71 +38,58 @@ void RecordingOpener::open(const QUrl &url)
 
 QJsonObject snapshot()
 {
-    return {
-        {"quotes", QJsonArray{quote("BTC-USD", 65000, 64990, 65010), quote("ETH-USD", 3000, 2999.5, 3000.5),
-                              quote("SOL-USD", 150, 149.9, 150.1)}}};
+    const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    QJsonArray quotes;
+    for (const auto &[pair, price] :
+         {std::pair{"BTC-USD", 65000.0}, {"ETH-USD", 3000.0}, {"SOL-USD", 150.0}}) {
+        const double half = price / 6500; // half the spread: $10 on BTC-USD
+        const QJsonObject quote{{"pair", pair},        {"price", price},      {"change", 1.234},
+                                {"high", 66000},       {"low", 64000},        {"volume", 1234.5678},
+                                {"bid", price - half}, {"ask", price + half}, {"time", now}};
+        quotes.append(quote);
+    }
+    return {{"quotes", quotes}};
 }
 
-void scriptOwner(TestService &service, const QJsonArray &history)
+void scriptOwner(TestService &service, const QJsonArray &history, std::chrono::milliseconds startDelay)
 {
-    service.onJson(
-        "/device/start",
-        QJsonObject{{"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", service.origin() + "/portal/s1"}});
+    const QJsonObject started{
+        {"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", service.origin() + "/portal/s1"}};
+    service.on("/device/start", LoopbackHttp::json(started), startDelay);
     const double expires = double(QDateTime::currentMSecsSinceEpoch() + 600000);
     service.onJson("/device/claim", QJsonObject{{"token", "t0k"}, {"expires", expires}});
     service.onJson("/device/status", QJsonObject{{"authenticated", true}});
     service.onJson("/api/account",
                    QJsonObject{{"owner", "0xowner"}, {"nativeBalance", 0.5}, {"tokenBalance", "12.5"}});
     service.onJson("/api/history", history);
+    service.onJson("/api/receipt/p1", QJsonObject{{"explanation", "A"}, {"limitation", "B"}});
     service.onJson("/device/logout", QJsonObject{});
 }
 
 AppHarness::AppHarness(std::chrono::milliseconds checkPeriod, QString origin)
     : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
-{
-    Workspace::Platform platform;
-    platform.authenticator = authenticator.get();
-    platform.opener = &opener;
-    platform.checkPeriod = checkPeriod;
-    workspace = std::make_unique<Workspace>(origin.isEmpty() ? service.origin() : origin, platform);
-}
+    , workspace(std::make_unique<Workspace>(origin.isEmpty() ? service.origin() : origin,
+                                            Workspace::Platform{.authenticator = authenticator.get(),
+                                                                .opener = &opener,
+                                                                .checkPeriod = checkPeriod}))
+{}
 
-AppHarness::~AppHarness()
-{
-    engine.reset();
-    workspace.reset();
-}
+AppHarness::~AppHarness() = default;
 
 bool AppHarness::show()
 {
     engine = std::make_unique<QQmlApplicationEngine>();
     engine->setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(workspace.get())}});
     engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
-    if (engine->rootObjects().isEmpty())
-        return false;
-    return QTest::qWaitForWindowExposed(window());
-}
-
-QQuickWindow *AppHarness::window() const
-{
-    return engine && !engine->rootObjects().isEmpty()
-               ? qobject_cast<QQuickWindow *>(engine->rootObjects().first())
-               : nullptr;
+    return window() && QTest::qWaitForWindowExposed(window());
 }
 
 QList<QQuickItem *> AppHarness::items(const QString &objectName) const
 {
     QList<QQuickItem *> found;
-    if (QQuickWindow *w = window())
-        collect(w->contentItem()->parentItem() ? w->contentItem()->parentItem() : w->contentItem(),
-                objectName, found);
+    if (window())
+        collect(window()->contentItem(), objectName, found);
     return found;
-}
-
-QQuickItem *AppHarness::item(const QString &objectName) const
-{
-    const auto found = items(objectName);
-    return found.isEmpty() ? nullptr : found.first();
 }
 
 bool AppHarness::click(QQuickItem *item)
@@ -135,26 +98,25 @@ bool AppHarness::click(QQuickItem *item)
     if (!item || !QQuickTest::qWaitForPolish(window()) || !item->isVisible() || !item->isEnabled())
         return false;
     const auto centre = [item] {
-        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+        return item->mapToScene(QPointF(item->width(), item->height()) / 2).toPoint();
     };
-    const auto shown = [&] { return QRect(QPoint(), window()->size()).contains(centre()); };
-    QQuickItem *flickable = flickableAround(item);
+    QQuickItem *flickable = item->parentItem();
+    while (flickable && !flickable->inherits("QQuickFlickable"))
+        flickable = flickable->parentItem();
+    const auto at = [flickable](const char *name) { return flickable->property(name).toReal(); };
     // Brings the item to the middle of the viewport, again and again: a slow machine (a
     // sanitizer build) lays the view out late, and a scroll made too early falls short.
     const auto scroll = [&] {
         if (flickable) {
             const qreal inView = item->mapToItem(flickable, QPointF(0, item->height() / 2)).y();
-            const qreal contentY = flickable->property("contentY").toReal();
             // A list's header lies above its origin, and its margins widen the range.
-            const qreal originY = flickable->property("originY").toReal();
-            const qreal minY = originY - flickable->property("topMargin").toReal();
-            const qreal maxY =
-                std::max(minY, originY + flickable->property("contentHeight").toReal()
-                                   + flickable->property("bottomMargin").toReal() - flickable->height());
+            const qreal minY = at("originY") - at("topMargin");
+            const qreal maxY = std::max(minY, at("originY") + at("contentHeight") + at("bottomMargin")
+                                                  - flickable->height());
             flickable->setProperty("contentY",
-                                   std::clamp(contentY + inView - flickable->height() / 2, minY, maxY));
+                                   std::clamp(at("contentY") + inView - flickable->height() / 2, minY, maxY));
         }
-        return shown();
+        return QRect(QPoint(), window()->size()).contains(centre());
     };
     if (!QTest::qWaitFor(scroll, 3000))
         return false;
@@ -169,11 +131,9 @@ bool AppHarness::click(QQuickItem *item)
 bool AppHarness::type(const QString &objectName, const QString &text)
 {
     QQuickItem *field = item(objectName);
-    if (!field || !click(field))
+    if (!click(field))
         return false;
-    // Select everything and delete it, as a user clears a field.
-    QTest::keyClick(window(), Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClick(window(), Qt::Key_Backspace);
+    keys("Ctrl+A, Backspace"); // as a user clears a field
     for (const QChar c : text)
         QTest::keyClick(window(), c.toLatin1());
     return field->property("text").toString() == text;
@@ -211,26 +171,23 @@ bool AppHarness::tabTo(const QString &name)
 bool openScreen(AppHarness &app, int screen)
 {
     app.service.onJson("/market-data", snapshot());
-    scriptOwner(app.service,
-                {QJsonObject{{"id", "p1"},
-                             {"recipient", "0xrecipient"},
-                             {"hash", "0xh"},
-                             {"reason", "Market data for BTC-USD, ETH-USD and SOL-USD, one hour"}}});
-    if (!app.show() || !QTest::qWaitForWindowActive(app.window()))
-        return false;
-    // No request of the start-up loads is counted as one of the test's.
-    if (!QTest::qWaitFor([&] {
-            return app.workspace->trade()->hasQuote()
-                   && !app.workspace->balance()->property("status").toString().startsWith(u"Loading");
-        }))
+    const QJsonObject paid{{"id", "p1"},
+                           {"recipient", "0xrecipient"},
+                           {"hash", "0xh"},
+                           {"reason", "Market data for BTC-USD, ETH-USD and SOL-USD, one hour"}};
+    scriptOwner(app.service, {paid});
+    Workspace *w = app.workspace.get();
+    // No request of the start-up loads is counted as one of the test's: the vault's comes last.
+    const auto loaded = [w] { return !w->balance()->status().startsWith(u"Loading"); };
+    if (!app.show() || !QTest::qWaitForWindowActive(app.window()) || !QTest::qWaitFor(loaded))
         return false;
     if (screen == OnWelcome)
         return true;
-    app.workspace->setEntered(true);
-    app.workspace->setSelectedTab(std::min<int>(screen, OnAccount));
+    w->setEntered(true);
+    w->setSelectedTab(std::min<int>(screen, OnAccount));
     if (screen == AsOwner) {
-        QCoro::waitFor(app.workspace->session()->start());
-        QCoro::waitFor(app.workspace->session()->check());
+        QCoro::waitFor(w->session()->start());
+        QCoro::waitFor(w->session()->check());
     }
     return QTest::qWaitFor([&] { return app.item("tabs") != nullptr; });
 }

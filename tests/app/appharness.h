@@ -18,8 +18,9 @@ class ScriptedOwnerAuthenticator;
 
 // A market snapshot of BTC-USD, ETH-USD and SOL-USD quoted now.
 QJsonObject snapshot();
-// A service that signs the owner in at once and has this history.
-void scriptOwner(TestService &service, const QJsonArray &history);
+// A service that signs the owner in at once, with match code K7Q2 and this history, whose entry
+// "p1" has the receipt "A\nB"; the sign-in answers after `startDelay`.
+void scriptOwner(TestService &service, const QJsonArray &history, std::chrono::milliseconds startDelay = {});
 
 // Remembers what the app asked to open; when approving, it presses "Approve" on each portal
 // page at once, as the owner would in a browser, and opens nothing else.
@@ -45,6 +46,7 @@ public:
                         QString origin = {});
     ~AppHarness();
 
+    // Declared in the order they are made; they go in reverse, the window first.
     TestService service;
     RecordingOpener opener;
     std::unique_ptr<ScriptedOwnerAuthenticator> authenticator;
@@ -53,11 +55,14 @@ public:
 
     // Loads the window; the root view appears and the start-up loads begin.
     bool show();
-    QQuickWindow *window() const;
+    QQuickWindow *window() const
+    {
+        return engine ? qobject_cast<QQuickWindow *>(engine->rootObjects().value(0)) : nullptr;
+    }
 
-    // The visible item with this objectName, searched through the visual tree (delegates too).
-    QQuickItem *item(const QString &objectName) const;
+    // The visible items with this objectName, searched through the visual tree (delegates too).
     QList<QQuickItem *> items(const QString &objectName) const;
+    QQuickItem *item(const QString &objectName) const { return items(objectName).value(0); }
     // Scrolls the item into view and clicks its centre with the mouse, as a user would.
     bool click(QQuickItem *item);
     bool click(const QString &objectName) { return click(item(objectName)); }
@@ -76,5 +81,5 @@ public:
 enum Screen { OnWelcome = -1, OnHome, OnMarkets, OnTrade, OnAccount, AsOwner };
 
 // Shows the window on `screen` once both start-up loads are over; AsOwner is the Account tab
-// signed in, with one payment in the history.
+// signed in, with one payment, "p1", in the history.
 bool openScreen(AppHarness &app, int screen);
