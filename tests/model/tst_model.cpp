@@ -34,28 +34,48 @@ private slots:
 
     void stamps_data()
     {
+        QTest::addColumn<QString>("text");
         QTest::addColumn<qint64>("msecs"); // -1: refused
         const qint64 base = QDateTime(QDate(2025, 5, 1), QTime(12, 34, 56), Qt::UTC).toMSecsSinceEpoch();
-        addRow("2025-05-01T12:34:56.789Z", base + 789);
-        addRow("2025-05-01T12:34:56.789123Z", base + 789);
-        addRow("2025-05-01T12:34:56Z", base);
-        addRow("2025-05-01T14:34:56+02:00", base);
-        addRow("2025-05-01T07:04:56-05:30", base);
+        const auto add = [](const char *text, qint64 msecs) {
+            QTest::newRow(text) << QString::fromUtf8(text) << msecs;
+        };
+        add("2025-05-01T12:34:56.789Z", base + 789);
+        add("2025-05-01T12:34:56.789123Z", base + 789);
+        add("2025-05-01T12:34:56Z", base);
+        add("2025-05-01T14:34:56+02:00", base);
+        add("2025-05-01T07:04:56-05:30", base);
         // Qt's own ISO reader takes several of these; the service's times never look like them.
         for (const char *text :
              {"2025-05-01 12:34:56Z", "2025-05-01", "2025-05-01T12:34:56", "2025-05-01T12:34:56.789", "",
               "2025-05-01T12:34Z", "2025-05-01T12:34:56+0200", "2025-05-01t12:34:56Z",
               "2025-05-01T12:34:56.Z", "2025-02-30T12:34:56Z", "2025-05-01T24:00:00Z",
-              "2025-05-01T12:34:56+24:00", " 2025-05-01T12:34:56Z", "2025-05-01T12:34:56Z ",
-              "2025-05-0\u0661T12:34:56Z"})
-            QTest::newRow(text) << qint64(-1);
+              "2025-05-01T12:34:56+24:00", "2025-05-0\u0661T12:34:56Z"})
+            add(text, -1);
+        // The whole text is the date-time: nothing before or after it, a final line feed included.
+        const std::pair<const char *, QString> extras[] = {{"line feed", "\n"},
+                                                           {"CR LF", "\r\n"},
+                                                           {"blank", " "},
+                                                           {"tab", "\t"},
+                                                           {"letter", "x"},
+                                                           {"NUL", QString(QChar(0))},
+                                                           {"no-break space", "\u00a0"}};
+        for (const auto &[name, extra] : extras) {
+            for (const QString time :
+                 {"2025-05-01T12:34:56Z", "2025-05-01T12:34:56.789Z", "2025-05-01T14:34:56+02:00"}) {
+                QTest::addRow("%s after %s", name, qPrintable(time)) << time + extra << qint64(-1);
+                QTest::addRow("%s before %s", name, qPrintable(time)) << extra + time << qint64(-1);
+            }
+        }
     }
 
     void stamps()
     {
-        const auto instant = stamp(QString::fromUtf8(QTest::currentDataTag()));
+        QFETCH(QString, text);
+        const auto instant = stamp(text);
         QTEST(instant ? instant->toMSecsSinceEpoch() : -1, "msecs");
     }
+
     void numbers_data()
     {
         QTest::addColumn<QString>("text");
