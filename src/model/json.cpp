@@ -1,6 +1,23 @@
 #include "json.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
+
+QJsonDocument readJson(const QByteArray &body, QJsonParseError &error)
+{
+    QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError)
+        return {};
+    // nlohmann's reader is strict to the RFC, but takes a NUL byte for the end of the text; no
+    // JSON text holds one, inside a string or out.
+    if (body.contains('\0') || !nlohmann::json::accept(body.cbegin(), body.cend())) {
+        // accept() tells no position, only that the text is not JSON.
+        error = QJsonParseError{0, QJsonParseError::IllegalValue};
+        return {};
+    }
+    return document;
+}
 
 std::optional<double> readNumber(const QJsonObject &object, QStringView key)
 {

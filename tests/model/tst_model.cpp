@@ -1,8 +1,13 @@
 #include "commalocale.h"
+#include "markets.h"
 #include "number.h"
+#include "ownerclient.h"
 #include "quiet.h"
 #include "quote.h"
+#include "received.h"
+#include "snapshot.h"
 #include "stamp.h"
+#include "vaultbalance.h"
 
 #include <QTest>
 
@@ -74,6 +79,61 @@ private slots:
         QFETCH(QString, text);
         const auto instant = stamp(text);
         QTEST(instant ? instant->toMSecsSinceEpoch() : -1, "msecs");
+    }
+
+    // Each body is a usable market snapshot, vault status and owner answer at once, with one
+    // value or the framing changed. A body that is not strict JSON is refused by every reader,
+    // as a body that does not parse at all is.
+    void strictJson_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("taken");
+        // Control bytes and non-ASCII in the row names show as %XX.
+        const auto name = [](const QByteArray &value) { return value.toPercentEncoding(" \"\\/+-*.,:[]{}"); };
+        const auto body = [](const QByteArray &value) {
+            const QByteArray row = R"({"pair":"BTC-USD","price":1,"time":"t"})";
+            return R"({"quotes":[)" + row + ',' + row + ',' + row
+                   + R"(],"balanceUnits":"1500000","agentBudgetUnits":"0","x":)" + value + '}';
+        };
+        for (const char *value :
+             {"-0.5e-3", "1E+2", "-0", "0.0", "\"\\u00e9\\ud83d\\ude00\\u0000\\/\"",
+              "\"\xc3\xa9\xf0\x9f\x98\x80\x7f\"", "[[],{},null,true,false]", "{\"a\":1,\"a\":2}"})
+            QTest::newRow(name(value)) << body(value) << true;
+        QTest::newRow("white space around") << " \t\r\n" + body("1") + "\n" << true;
+        // A byte order mark may be ignored (RFC 8259, 8.1).
+        QTest::newRow("byte order mark") << "\xef\xbb\xbf" + body("1") << true;
+        // Qt's reader takes the first twelve.
+        for (const char *value :
+             {".5",       "-.5",       "1.",       "1.e5",         "\"a\tb\"",         "\"a\nb\"",
+              "\"\x1f\"", "\"\\x41\"", "\"\\'\"",  "\"\\ud800\"",  "\"\\udc00\"",      "\"\\ud800a\"",
+              "+1",       "01",        "0x10",     "NaN",          "-Infinity",        "1e400",
+              "[1,]",     "'a'",       "\"\xff\"", "\"\xc0\xaf\"", "\"\xed\xa0\x80\"", "1/*c*/",
+              "True"})
+            QTest::newRow(name(value)) << body(value) << false;
+        QTest::newRow("NUL inside a text") << body(QByteArray("\"a\0b\"", 5)) << false;
+        QTest::newRow("NUL after") << body("1") + '\0' << false;
+        QTest::newRow("comment after") << body("1") + "//" << false;
+        QTest::newRow("trailing comma") << body("1").chopped(1) + ",}" << false;
+        QTest::newRow("garbage after") << body("1") + "x" << false;
+        QTest::newRow("form feed before") << '\f' + body("1") << false;
+    }
+
+    void strictJson()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(bool, taken);
+        const auto object = snapshotObject(body);
+        QCOMPARE(object.has_value(), taken);
+        QCOMPARE(Markets::parse(object.value_or(QJsonObject{})).has_value(), taken);
+        QCOMPARE(VaultBalance::texts(object).balance, taken ? "1.50 kUSD" : "—");
+        Received received;
+        received.status = 200;
+        received.body = body;
+        const RequestResult answer = judgeReply(received, false);
+        if (taken)
+            QVERIFY(std::holds_alternative<QJsonObject>(answer));
+        else
+            QVERIFY(std::holds_alternative<QJsonParseError>(std::get<RequestError>(answer)));
     }
 
     void numbers_data()
