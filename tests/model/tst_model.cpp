@@ -11,6 +11,8 @@
 
 #include <QTest>
 
+#include <clocale>
+
 class TestModel : public QObject
 {
     Q_OBJECT
@@ -126,6 +128,12 @@ private slots:
         QCOMPARE(object.has_value(), taken);
         QCOMPARE(Markets::parse(object.value_or(QJsonObject{})).has_value(), taken);
         QCOMPARE(VaultBalance::texts(object).balance, taken ? "1.50 kUSD" : "—");
+        // Alike where the C library's decimal separator is two bytes long.
+        const QByteArray saved = std::setlocale(LC_NUMERIC, nullptr);
+        QVERIFY2(std::setlocale(LC_NUMERIC, "ps_AF.UTF-8"), "ps_AF.UTF-8 is not installed");
+        const bool takenThere = snapshotObject(body).has_value();
+        std::setlocale(LC_NUMERIC, saved.constData());
+        QCOMPARE(takenThere, taken);
         Received received;
         received.status = 200;
         received.body = body;
