@@ -112,9 +112,6 @@ private slots:
     {
         QTest::addColumn<Quote>("quote");
         QTest::addColumn<QStringList>("figures"); // change, low / high, bid / ask, spread, volume
-        addRow(
-            "example", Quote("BTC-USD", 65000, 1.234, 66000, 64000, 1234.5678, 64990, 65010, quoteTime),
-            QStringList{"+1.23%", "$64000.00 / $66000.00", "$64990.00 / $65010.00", "0.031%", "1234.57 BTC"});
         addRow("halfway", Quote("BTC-USD", 64000, 0.125, 2.625, 0.125, 1.125, 64990, 65030, quoteTime),
                QStringList{"+0.12%", "$0.12 / $2.62", "$64990.00 / $65030.00", "0.062%", "1.12 BTC"});
         addRow("near zero", Quote("BTC-USD", 65000, -0.0, 0.005, -0.004, 0.004, 65010, 64990, quoteTime),
