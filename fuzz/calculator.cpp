@@ -1,7 +1,9 @@
 // The paper trade calculator over any inputs, any quote and any clock, and the snapshot rows
 // of the trade lab for that quote.
 #include "check.h"
+#include "number.h"
 #include "papertrade.h"
+#include "quotelist.h"
 #include "snapshotrows.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -48,7 +50,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (input.ConsumeIntegralInRange(0, 7) == 0) {
             const SnapshotRows rows = snapshotRows(*quote);
             FUZZ_CHECK(!rows.spread.startsWith(u'-'), rows.spread);
+            // Every figure is the one printf writes, whatever the double.
+            FUZZ_CHECK(rows.change == cPrintf("%+.2f%%", quote->change()), rows.change);
+            FUZZ_CHECK(rows.lowHigh == cPrintf("$%.2f / $%.2f", quote->low(), quote->high()), rows.lowHigh);
+            FUZZ_CHECK(rows.bidAsk == cPrintf("$%.2f / $%.2f", quote->bid(), quote->ask()), rows.bidAsk);
+            FUZZ_CHECK(rows.volume.startsWith(cPrintf("%.2f ", quote->volume())), rows.volume);
         }
+        const QString change = QuoteList::changeText(quote->change());
+        FUZZ_CHECK(change == cPrintf("%+.2f%% · 24h", quote->change()), change);
     }
 
     const QString preview = paperPreview(order, quote, now);
@@ -65,5 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                preview);
     FUZZ_CHECK(lines[4].startsWith(QStringLiteral("Value at \u22125% / +5%: $")), preview);
     FUZZ_CHECK(lines[5] == QStringLiteral("No order or transaction sent."), preview);
+    // A buy costs its size, as printf writes it.
+    if (order.side == u"Buy")
+        FUZZ_CHECK(lines[3] == cPrintf("Total cost: $%.2f", *numberFromText(order.size)), preview);
     return 0;
 }

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
@@ -27,6 +28,18 @@ inline QByteArray printable(const QString &text)
             std::abort();                                                                                    \
         }                                                                                                    \
     } while (false)
+
+// What the C library's printf writes, the oracle for fixed figures: a fuzz target sets no locale,
+// so it runs in "C".
+[[gnu::format(printf, 1, 2)]] inline QString cPrintf(const char *format, ...)
+{
+    char text[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return length >= 0 && size_t(length) < sizeof text ? QString::fromUtf8(text, length) : QString();
+}
 
 inline QByteArray bytes(const uint8_t *data, size_t size)
 {

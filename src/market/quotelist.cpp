@@ -1,5 +1,6 @@
 #include "quotelist.h"
 
+#include "fixed.h"
 #include "markets.h"
 #include "regionformat.h"
 
@@ -73,7 +74,7 @@ bool QuoteList::matches(const Quote &quote, const QString &query, const QLocale 
 
 QString QuoteList::changeText(double change)
 {
-    return QString::asprintf("%+.2f%% · 24h", change);
+    return signedFixed(change, 2) + QStringLiteral("% · 24h");
 }
 
 void QuoteList::rebuild()

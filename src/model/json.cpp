@@ -1,6 +1,41 @@
 #include "json.h"
 
+#include "number.h"
+
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
+
+namespace {
+
+// nlohmann's reader is strict to the RFC, but converts numbers with the C library in the thread's
+// locale and trips on a decimal separator of more than one byte (ps_AF's "٫"), so it reads in the
+// C locale. It also takes a NUL byte for the end of the text; no JSON text holds one anywhere.
+bool strictJson(const QByteArray &body)
+{
+    const locale_t c = cLocale();
+    if (c == locale_t{} || body.contains('\0'))
+        return false;
+    const locale_t previous = uselocale(c);
+    const bool accepted = nlohmann::json::accept(body.cbegin(), body.cend());
+    uselocale(previous);
+    return accepted;
+}
+
+} // namespace
+
+QJsonDocument readJson(const QByteArray &body, QJsonParseError &error)
+{
+    QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError)
+        return {};
+    if (!strictJson(body)) {
+        // The strict reader tells no position, only that the text is not JSON.
+        error = QJsonParseError{0, QJsonParseError::IllegalValue};
+        return {};
+    }
+    return document;
+}
 
 std::optional<double> readNumber(const QJsonObject &object, QStringView key)
 {

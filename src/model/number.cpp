@@ -6,15 +6,13 @@
 #include <cstdlib>
 #include <locale.h>
 
-namespace {
-
-// strtod follows LC_NUMERIC, which a Qt application takes from the environment at start-up.
-// strtod_l with a C locale object of our own reads the same grammar whatever the process uses.
 locale_t cLocale()
 {
     static const locale_t c = newlocale(LC_ALL_MASK, "C", locale_t{});
     return c;
 }
+
+namespace {
 
 bool isSpace(char c)
 {
@@ -28,6 +26,8 @@ std::optional<double> numberFromText(QStringView text)
     const QByteArray bytes = text.toUtf8();
     if (bytes.isEmpty() || isSpace(bytes.front()))
         return std::nullopt;
+    // strtod follows LC_NUMERIC, which a Qt application takes from the environment at start-up;
+    // strtod_l with the C locale reads the same grammar whatever the process uses.
     const locale_t c = cLocale();
     if (c == locale_t{})
         return std::nullopt;

@@ -1,16 +1,15 @@
 #include "snapshot.h"
 
 #include "inflight.h"
+#include "json.h"
 #include "received.h"
-
-#include <QJsonDocument>
 
 #include <QPointer>
 
 std::optional<QJsonObject> snapshotObject(const QByteArray &body)
 {
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    const QJsonDocument document = readJson(body, error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return std::nullopt;
     return document.object();

@@ -13,10 +13,11 @@ namespace {
 //   without fraction: YYYY-MM-DDTHH:MM:SS(Z|±HH:MM)
 std::optional<QDateTime> parse(QStringView text, bool withFraction)
 {
-    static const QRegularExpression withFractionForm(QStringLiteral(
-        R"(^(\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2})\.(\d{1,9})(?:(Z)|([+-])(\d{2}):(\d{2}))$)"));
-    static const QRegularExpression plainForm(QStringLiteral(
-        R"(^(\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2})()(?:(Z)|([+-])(\d{2}):(\d{2}))$)"));
+    // Anchored to the whole text: a "$" would also match before a final line feed.
+    static const QRegularExpression withFractionForm(QRegularExpression::anchoredPattern(QStringLiteral(
+        R"((\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2})\.(\d{1,9})(?:(Z)|([+-])(\d{2}):(\d{2})))")));
+    static const QRegularExpression plainForm(QRegularExpression::anchoredPattern(
+        QStringLiteral(R"((\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2})()(?:(Z)|([+-])(\d{2}):(\d{2})))")));
 
     // \d would also take digits of other scripts; the service writes ASCII only.
     for (const QChar c : text) {

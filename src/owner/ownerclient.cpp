@@ -62,7 +62,7 @@ RequestResult judgeReply(const Received &received, bool tooLarge)
         return SessionError::badServerResponse;
 
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(received.body, &error);
+    const QJsonDocument document = readJson(received.body, error);
     if (error.error != QJsonParseError::NoError)
         return error;
     if (document.isObject())

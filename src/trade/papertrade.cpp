@@ -1,5 +1,6 @@
 #include "papertrade.h"
 
+#include "fixed.h"
 #include "number.h"
 #include "stamp.h"
 
@@ -76,11 +77,14 @@ QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote,
     // Stress is priced at the last trade, not at the bid, ask or execution price.
     const double worth = quantity * quote->price();
 
-    return QStringLiteral("Paper ") + order.side.toLower() + u'\n'
-           + QString::asprintf("Quantity: %.8f ", quantity) + oneLine(quote->symbol()) + u'\n'
-           + QString::asprintf("Assumed execution: $%.2f", execution) + u'\n'
-           + (buy ? QStringLiteral("Total cost") : QStringLiteral("Net proceeds"))
-           + QString::asprintf(": $%.2f", amount) + u'\n'
-           + QString::asprintf("Value at −5%% / +5%%: $%.2f / $%.2f", worth * 0.95, worth * 1.05) + u'\n'
-           + QStringLiteral("No order or transaction sent.");
+    return QStringList{
+        QStringLiteral("Paper ") + order.side.toLower(),
+        QStringLiteral("Quantity: ") + fixed(quantity, 8) + u' ' + oneLine(quote->symbol()),
+        QStringLiteral("Assumed execution: $") + fixed(execution, 2),
+        (buy ? QStringLiteral("Total cost: $") : QStringLiteral("Net proceeds: $")) + fixed(amount, 2),
+        QStringLiteral("Value at −5% / +5%: $") + fixed(worth * 0.95, 2) + QStringLiteral(" / $")
+            + fixed(worth * 1.05, 2),
+        QStringLiteral("No order or transaction sent."),
+    }
+        .join(u'\n');
 }

@@ -1,7 +1,17 @@
 #include "snapshotrows.h"
 
+#include "fixed.h"
 #include "regionformat.h"
 #include "stamp.h"
+
+namespace {
+
+QString dollarPair(double first, double second)
+{
+    return u'$' + fixed(first, 2) + QStringLiteral(" / $") + fixed(second, 2);
+}
+
+} // namespace
 
 SnapshotRows snapshotRows(const Quote &quote)
 {
@@ -9,12 +19,12 @@ SnapshotRows snapshotRows(const Quote &quote)
     const auto time = stamp(quote.time());
     return {
         usd(quote.price()),
-        QString::asprintf("%+.2f%%", quote.change()),
-        QString::asprintf("$%.2f / $%.2f", quote.low(), quote.high()),
-        QString::asprintf("$%.2f / $%.2f", quote.bid(), quote.ask()),
+        signedFixed(quote.change(), 2) + u'%',
+        dollarPair(quote.low(), quote.high()),
+        dollarPair(quote.bid(), quote.ask()),
         // A crossed book, or a price that makes the spread NaN, shows no spread.
-        QString::asprintf("%.3f%%", spread > 0 ? spread : 0.0),
-        QString::asprintf("%.2f ", quote.volume()) + quote.symbol(),
+        fixed(spread > 0 ? spread : 0.0, 3) + u'%',
+        fixed(quote.volume(), 2) + u' ' + quote.symbol(),
         time ? shortDateTime(*time) : QStringLiteral("Unavailable"),
     };
 }

@@ -1,5 +1,6 @@
 #include "vaultbalance.h"
 
+#include "fixed.h"
 #include "json.h"
 #include "number.h"
 #include "snapshot.h"
@@ -27,7 +28,7 @@ std::optional<double> units(const QJsonObject &reply, QStringView key)
 
 QString kusd(double amount)
 {
-    return QString::asprintf("%.2f kUSD", amount / 1'000'000);
+    return fixed(amount / 1'000'000, 2) + QStringLiteral(" kUSD");
 }
 
 std::optional<Vault> parse(const QJsonObject &reply)

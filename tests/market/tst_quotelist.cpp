@@ -1,3 +1,4 @@
+#include "commalocale.h"
 #include "markets.h"
 #include "quiet.h"
 #include "quotelist.h"
@@ -44,6 +45,27 @@ private slots:
         QFETCH(QString, query);
         QFETCH(QLocale, locale);
         QTEST(QuoteList::matches(Quote(pair, 1, 0, 1, 1, 0, 1, 1, "t"), query, locale), "listed");
+    }
+
+    // printf's figures in every region: a sign always, halfway ties to even, a negative zero
+    // kept.
+    void changeText_data()
+    {
+        QTest::addColumn<double>("change");
+        QTest::addColumn<QString>("text");
+        addRow("0.125", 0.125, QString("+0.12% · 24h"));
+        addRow("-0.375", -0.375, QString("-0.38% · 24h"));
+        addRow("-0", -0.0, QString("-0.00% · 24h"));
+        addRow("-0.004", -0.004, QString("-0.00% · 24h"));
+    }
+
+    void changeText()
+    {
+        QFETCH(double, change);
+        QTEST(QuoteList::changeText(change), "text");
+        CommaLocale comma;
+        QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
+        QTEST(QuoteList::changeText(change), "text");
     }
 
     // The list follows the store and the query, keeps the store's order and shows duplicates.

@@ -1,10 +1,17 @@
 #include "commalocale.h"
+#include "markets.h"
 #include "number.h"
+#include "ownerclient.h"
 #include "quiet.h"
 #include "quote.h"
+#include "received.h"
+#include "snapshot.h"
 #include "stamp.h"
+#include "vaultbalance.h"
 
 #include <QTest>
+
+#include <clocale>
 
 class TestModel : public QObject
 {
@@ -34,28 +41,109 @@ private slots:
 
     void stamps_data()
     {
+        QTest::addColumn<QString>("text");
         QTest::addColumn<qint64>("msecs"); // -1: refused
         const qint64 base = QDateTime(QDate(2025, 5, 1), QTime(12, 34, 56), Qt::UTC).toMSecsSinceEpoch();
-        addRow("2025-05-01T12:34:56.789Z", base + 789);
-        addRow("2025-05-01T12:34:56.789123Z", base + 789);
-        addRow("2025-05-01T12:34:56Z", base);
-        addRow("2025-05-01T14:34:56+02:00", base);
-        addRow("2025-05-01T07:04:56-05:30", base);
+        const auto add = [](const char *text, qint64 msecs) {
+            QTest::newRow(text) << QString::fromUtf8(text) << msecs;
+        };
+        add("2025-05-01T12:34:56.789Z", base + 789);
+        add("2025-05-01T12:34:56.789123Z", base + 789);
+        add("2025-05-01T12:34:56Z", base);
+        add("2025-05-01T14:34:56+02:00", base);
+        add("2025-05-01T07:04:56-05:30", base);
         // Qt's own ISO reader takes several of these; the service's times never look like them.
         for (const char *text :
              {"2025-05-01 12:34:56Z", "2025-05-01", "2025-05-01T12:34:56", "2025-05-01T12:34:56.789", "",
               "2025-05-01T12:34Z", "2025-05-01T12:34:56+0200", "2025-05-01t12:34:56Z",
               "2025-05-01T12:34:56.Z", "2025-02-30T12:34:56Z", "2025-05-01T24:00:00Z",
-              "2025-05-01T12:34:56+24:00", " 2025-05-01T12:34:56Z", "2025-05-01T12:34:56Z ",
-              "2025-05-0\u0661T12:34:56Z"})
-            QTest::newRow(text) << qint64(-1);
+              "2025-05-01T12:34:56+24:00", "2025-05-0\u0661T12:34:56Z"})
+            add(text, -1);
+        // The whole text is the date-time: nothing before or after it, a final line feed included.
+        const std::pair<const char *, QString> extras[] = {{"line feed", "\n"},
+                                                           {"CR LF", "\r\n"},
+                                                           {"blank", " "},
+                                                           {"tab", "\t"},
+                                                           {"letter", "x"},
+                                                           {"NUL", QString(QChar(0))},
+                                                           {"no-break space", "\u00a0"}};
+        for (const auto &[name, extra] : extras) {
+            for (const QString time :
+                 {"2025-05-01T12:34:56Z", "2025-05-01T12:34:56.789Z", "2025-05-01T14:34:56+02:00"}) {
+                QTest::addRow("%s after %s", name, qPrintable(time)) << time + extra << qint64(-1);
+                QTest::addRow("%s before %s", name, qPrintable(time)) << extra + time << qint64(-1);
+            }
+        }
     }
 
     void stamps()
     {
-        const auto instant = stamp(QString::fromUtf8(QTest::currentDataTag()));
+        QFETCH(QString, text);
+        const auto instant = stamp(text);
         QTEST(instant ? instant->toMSecsSinceEpoch() : -1, "msecs");
     }
+
+    // Each body is a usable market snapshot, vault status and owner answer at once, with one
+    // value or the framing changed. A body that is not strict JSON is refused by every reader,
+    // as a body that does not parse at all is.
+    void strictJson_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("taken");
+        // Control bytes and non-ASCII in the row names show as %XX.
+        const auto name = [](const QByteArray &value) { return value.toPercentEncoding(" \"\\/+-*.,:[]{}"); };
+        const auto body = [](const QByteArray &value) {
+            const QByteArray row = R"({"pair":"BTC-USD","price":1,"time":"t"})";
+            return R"({"quotes":[)" + row + ',' + row + ',' + row
+                   + R"(],"balanceUnits":"1500000","agentBudgetUnits":"0","x":)" + value + '}';
+        };
+        for (const char *value :
+             {"-0.5e-3", "1E+2", "-0", "0.0", "\"\\u00e9\\ud83d\\ude00\\u0000\\/\"",
+              "\"\xc3\xa9\xf0\x9f\x98\x80\x7f\"", "[[],{},null,true,false]", "{\"a\":1,\"a\":2}"})
+            QTest::newRow(name(value)) << body(value) << true;
+        QTest::newRow("white space around") << " \t\r\n" + body("1") + "\n" << true;
+        // A byte order mark may be ignored (RFC 8259, 8.1).
+        QTest::newRow("byte order mark") << "\xef\xbb\xbf" + body("1") << true;
+        // Qt's reader takes the first twelve.
+        for (const char *value :
+             {".5",       "-.5",       "1.",       "1.e5",         "\"a\tb\"",         "\"a\nb\"",
+              "\"\x1f\"", "\"\\x41\"", "\"\\'\"",  "\"\\ud800\"",  "\"\\udc00\"",      "\"\\ud800a\"",
+              "+1",       "01",        "0x10",     "NaN",          "-Infinity",        "1e400",
+              "[1,]",     "'a'",       "\"\xff\"", "\"\xc0\xaf\"", "\"\xed\xa0\x80\"", "1/*c*/",
+              "True"})
+            QTest::newRow(name(value)) << body(value) << false;
+        QTest::newRow("NUL inside a text") << body(QByteArray("\"a\0b\"", 5)) << false;
+        QTest::newRow("NUL after") << body("1") + '\0' << false;
+        QTest::newRow("comment after") << body("1") + "//" << false;
+        QTest::newRow("trailing comma") << body("1").chopped(1) + ",}" << false;
+        QTest::newRow("garbage after") << body("1") + "x" << false;
+        QTest::newRow("form feed before") << '\f' + body("1") << false;
+    }
+
+    void strictJson()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(bool, taken);
+        const auto object = snapshotObject(body);
+        QCOMPARE(object.has_value(), taken);
+        QCOMPARE(Markets::parse(object.value_or(QJsonObject{})).has_value(), taken);
+        QCOMPARE(VaultBalance::texts(object).balance, taken ? "1.50 kUSD" : "—");
+        // Alike where the C library's decimal separator is two bytes long.
+        const QByteArray saved = std::setlocale(LC_NUMERIC, nullptr);
+        QVERIFY2(std::setlocale(LC_NUMERIC, "ps_AF.UTF-8"), "ps_AF.UTF-8 is not installed");
+        const bool takenThere = snapshotObject(body).has_value();
+        std::setlocale(LC_NUMERIC, saved.constData());
+        QCOMPARE(takenThere, taken);
+        Received received;
+        received.status = 200;
+        received.body = body;
+        const RequestResult answer = judgeReply(received, false);
+        if (taken)
+            QVERIFY(std::holds_alternative<QJsonObject>(answer));
+        else
+            QVERIFY(std::holds_alternative<QJsonParseError>(std::get<RequestError>(answer)));
+    }
+
     void numbers_data()
     {
         QTest::addColumn<QString>("text");

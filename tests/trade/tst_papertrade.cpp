@@ -5,6 +5,7 @@
 #include "markets.h"
 #include "quiet.h"
 #include "regionformat.h"
+#include "snapshotrows.h"
 #include "testservice.h"
 
 #include <QCoroTask>
@@ -78,6 +79,14 @@ private slots:
                Quote("ETH-USD", 3000, 0, 3000, 3000, 0, 2999.5, 3000.5, quoteTime),
                QStringList{"Paper buy", "Quantity: 0.08331945 ETH", "Assumed execution: $3000.50",
                            "Total cost: $250.00", "Value at −5% / +5%: $237.46 / $262.46"});
+        // Exact halfway figures round to even, as printf does.
+        addRow("buy of $0.125", PaperOrder{"0.125", "0", "0", "Buy"}, btc(),
+               QStringList{"Paper buy", "Quantity: 0.00000192 BTC", "Assumed execution: $65010.00",
+                           "Total cost: $0.12", "Value at −5% / +5%: $0.12 / $0.13"});
+        addRow("$1 at $512", PaperOrder{"1", "0", "0", "Buy"},
+               Quote("BTC-USD", 512, 0, 512, 512, 0, 511, 512, quoteTime),
+               QStringList{"Paper buy", "Quantity: 0.00195312 BTC", "Assumed execution: $512.00",
+                           "Total cost: $1.00", "Value at −5% / +5%: $0.95 / $1.05"});
         // Only "Buy" buys: any other side text sells, shown as typed. Found by fuzzing: line breaks
         // in the pair added lines of the service's making to the preview.
         addRow("lower-case buy, line breaks in the pair", PaperOrder{"100", "0", "0", "buy"},
@@ -95,6 +104,28 @@ private slots:
         QCOMPARE(paperPreview(order, quote, now), (preview << "No order or transaction sent.").join(u'\n'));
         // The same order with no quote at all.
         QCOMPARE(paperPreview(order, std::nullopt, now), invalid);
+    }
+
+    // The trade lab's figures of a quote: printf's, halfway ties to even and the sign of a
+    // negative zero included.
+    void snapshotFigures_data()
+    {
+        QTest::addColumn<Quote>("quote");
+        QTest::addColumn<QStringList>("figures"); // change, low / high, bid / ask, spread, volume
+        addRow("halfway", Quote("BTC-USD", 64000, 0.125, 2.625, 0.125, 1.125, 64990, 65030, quoteTime),
+               QStringList{"+0.12%", "$0.12 / $2.62", "$64990.00 / $65030.00", "0.062%", "1.12 BTC"});
+        addRow("near zero", Quote("BTC-USD", 65000, -0.0, 0.005, -0.004, 0.004, 65010, 64990, quoteTime),
+               QStringList{"-0.00%", "$-0.00 / $0.01", "$65010.00 / $64990.00", "0.000%", "0.00 BTC"});
+        addRow("large", Quote("SOL-USD", 1e20, -0.375, 1e20, 123456789.125, 1e15, 0, 0, quoteTime),
+               QStringList{"-0.38%", "$123456789.12 / $100000000000000000000.00", "$0.00 / $0.00", "0.000%",
+                           "1000000000000000.00 SOL"});
+    }
+
+    void snapshotFigures()
+    {
+        QFETCH(Quote, quote);
+        const SnapshotRows rows = snapshotRows(quote);
+        QTEST((QStringList{rows.change, rows.lowHigh, rows.bidAsk, rows.spread, rows.volume}), "figures");
     }
 
     // Each bound and the freshness window from both sides, as a buy and as a sell; the number

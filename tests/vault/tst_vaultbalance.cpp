@@ -53,11 +53,15 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QStringList>("shown");
         addRow("example", answer(), QStringList{"25.00 kUSD", "1.50 kUSD", enabled});
-        // Anything but a JSON true means the permission is off.
+        // Anything but a JSON true means the permission is off; -0 is no negative amount, and
+        // printf keeps its sign.
         addRow("balance -0, active as a string", answer({{"balanceUnits", "-0"}, {"active", "true"}}),
-               QStringList{"0.00 kUSD", "1.50 kUSD", revoked});
+               QStringList{"-0.00 kUSD", "1.50 kUSD", revoked});
         addRow("rounding", answer({{"balanceUnits", "4999"}, {"agentBudgetUnits", "5000"}}),
                QStringList{"0.00 kUSD", "0.01 kUSD", enabled});
+        // Exact halfway figures round to even, as printf does.
+        addRow("halfway", answer({{"balanceUnits", "2625000"}, {"agentBudgetUnits", "125000"}}),
+               QStringList{"2.62 kUSD", "0.12 kUSD", enabled});
         addRow("balance -1", answer({{"balanceUnits", "-1"}}), failed);
         addRow("budget -1", answer({{"agentBudgetUnits", "-1"}}), failed);
         addRow("balance as a number", answer({{"balanceUnits", 25000000}}), failed);
