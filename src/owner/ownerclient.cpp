@@ -15,42 +15,6 @@
 
 namespace {
 
-// The request target exactly as it goes on the wire, or none when the path could not arrive
-// as written. The rule, which keeps a receipt identifier from leading anywhere outside
-// "/api/receipt/": the path begins with "/" and holds only RFC 3986 path characters (letters,
-// digits, "-._~!$&'()*+,;=:@/" and "%" with two hex digits), so nothing is escaped, cut off at
-// "?" or "#", or refused on the way; and none of its segments is "." or "..", however written:
-// escaped (%2e), next to an escaped slash or backslash (%2f, %5c) or before a ";" parameter, as
-// servers that decode or strip those first would resolve it.
-std::optional<QByteArray> exactTarget(const QString &path)
-{
-    static constexpr std::string_view marks = "-._~!$&'()*+,;=:@/%";
-    if (!path.startsWith(u'/'))
-        return std::nullopt;
-    QByteArray target;
-    target.reserve(path.size());
-    for (const QChar c : path) {
-        const char16_t u = c.unicode();
-        const bool alnum = (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9');
-        if (!alnum && (u > 0x7f || marks.find(char(u)) == std::string_view::npos))
-            return std::nullopt;
-        target.append(char(u));
-    }
-    const auto hex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
-    for (qsizetype at = target.indexOf('%'); at >= 0; at = target.indexOf('%', at + 1)) {
-        if (at + 2 >= target.size() || !hex(target[at + 1]) || !hex(target[at + 2]))
-            return std::nullopt;
-    }
-    const QByteArray decoded = QByteArray::fromPercentEncoding(target).replace('\\', '/');
-    for (const QByteArray &segment : decoded.split('/')) {
-        const qsizetype parameter = segment.indexOf(';');
-        const QByteArray name = parameter < 0 ? segment : segment.left(parameter);
-        if (name == "." || name == "..")
-            return std::nullopt;
-    }
-    return target;
-}
-
 // The header line in one buffer of its own, encoded in place, so that the driver can wipe the
 // only copy of the token it makes.
 QByteArray bearerHeader(const QString &token)
@@ -99,6 +63,41 @@ QNetworkReply::NetworkError transportError(int code)
 }
 
 } // namespace
+
+// The rule, which keeps a receipt identifier from leading anywhere outside
+// "/api/receipt/": the path begins with "/" and holds only RFC 3986 path characters (letters,
+// digits, "-._~!$&'()*+,;=:@/" and "%" with two hex digits), so nothing is escaped, cut off at
+// "?" or "#", or refused on the way; and none of its segments is "." or "..", however written:
+// escaped (%2e), next to an escaped slash or backslash (%2f, %5c) or before a ";" parameter, as
+// servers that decode or strip those first would resolve it.
+std::optional<QByteArray> exactTarget(const QString &path)
+{
+    static constexpr std::string_view marks = "-._~!$&'()*+,;=:@/%";
+    if (!path.startsWith(u'/'))
+        return std::nullopt;
+    QByteArray target;
+    target.reserve(path.size());
+    for (const QChar c : path) {
+        const char16_t u = c.unicode();
+        const bool alnum = (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9');
+        if (!alnum && (u > 0x7f || marks.find(char(u)) == std::string_view::npos))
+            return std::nullopt;
+        target.append(char(u));
+    }
+    const auto hex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    for (qsizetype at = target.indexOf('%'); at >= 0; at = target.indexOf('%', at + 1)) {
+        if (at + 2 >= target.size() || !hex(target[at + 1]) || !hex(target[at + 2]))
+            return std::nullopt;
+    }
+    const QByteArray decoded = QByteArray::fromPercentEncoding(target).replace('\\', '/');
+    for (const QByteArray &segment : decoded.split('/')) {
+        const qsizetype parameter = segment.indexOf(';');
+        const QByteArray name = parameter < 0 ? segment : segment.left(parameter);
+        if (name == "." || name == "..")
+            return std::nullopt;
+    }
+    return target;
+}
 
 RequestResult judgeReply(const Received &received, bool tooLarge)
 {

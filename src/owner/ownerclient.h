@@ -41,6 +41,10 @@ inline bool failedWith(const RequestResult &result, SessionError code)
 
 struct Received;
 
+// The request target exactly as it goes on the wire, or none when the path could not arrive as
+// written; nothing is sent for it then.
+std::optional<QByteArray> exactTarget(const QString &path);
+
 // What one owner reply comes to, tested in this order: too large (at the limit or past it), a
 // transport failure, not HTTP, 401, a status other than 200 and 202, a body that is not JSON;
 // a top-level array of objects comes back as {"rows": [...]}.
