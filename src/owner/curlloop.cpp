@@ -11,6 +11,8 @@
 #include <climits>
 #include <coroutine>
 #include <cstring>
+#include <memory>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
