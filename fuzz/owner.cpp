@@ -1,11 +1,13 @@
 // An owner reply, its status and body as the service sent them, through the whole judgement of
-// a reply and then through what the session reads of each request's answer.
+// a reply and then through what the session reads of each request's answer; the same bytes as a
+// receipt identifier, through the rule that decides whether it may go on the wire.
 #include "check.h"
 #include "owneranswers.h"
 #include "ownerclient.h"
 #include "received.h"
 
 #include <QJsonDocument>
+#include <QUrl>
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -16,6 +18,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     Received received;
     received.status = input.ConsumeIntegralInRange<int>(100, 599);
     received.body = QByteArray::fromStdString(input.ConsumeRemainingBytesAsString());
+
+    // A receipt path goes out byte for byte as given, and no server that decodes its escapes and
+    // resolves its dot segments reads it as anything outside "/api/receipt/".
+    const QString path = QStringLiteral("/api/receipt/") + QString::fromUtf8(received.body);
+    if (const auto target = exactTarget(path)) {
+        FUZZ_CHECK(QString::fromLatin1(*target) == path, path);
+        QUrl resolved(QStringLiteral("http://h"));
+        resolved.setPath(QString::fromUtf8(QByteArray::fromPercentEncoding(*target)).replace(u'\\', u'/'),
+                         QUrl::DecodedMode);
+        resolved = resolved.adjusted(QUrl::NormalizePathSegments);
+        FUZZ_CHECK(resolved.path(QUrl::FullyDecoded).startsWith(QStringLiteral("/api/receipt/")), path);
+    }
 
     const RequestResult result = judgeReply(received, false);
     const int status = *received.status;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inflight.h"
+#include "curlloop.h"
 #include "service.h"
 
 #include <QJsonObject>
@@ -11,18 +11,15 @@
 
 #include <QCoroTask>
 
-#include <memory>
 #include <optional>
 #include <variant>
-
-class QNetworkAccessManager;
 
 // Why the owner session refused an answer, or never asked. Like every error of an owner request
 // it carries no text: each caller shows a fixed text of its own.
 enum class SessionError {
     badServerResponse,          // body too large, not HTTP, or a status other than 200 and 202
     userAuthenticationRequired, // HTTP 401: the service no longer knows the token
-    badUrl,                     // origin and path make no URL; nothing was sent
+    unsendable, // the path or the token cannot go on the wire exactly as given; nothing was sent
 };
 
 // Transport failures and JSON parse failures pass through as Qt reports them.
@@ -44,14 +41,19 @@ inline bool failedWith(const RequestResult &result, SessionError code)
 
 struct Received;
 
+// The request target exactly as it goes on the wire, or none when the path could not arrive as
+// written; nothing is sent for it then.
+std::optional<QByteArray> exactTarget(const QString &path);
+
 // What one owner reply comes to, tested in this order: too large (at the limit or past it), a
 // transport failure, not HTTP, 401, a status other than 200 and 202, a body that is not JSON;
 // a top-level array of objects comes back as {"rows": [...]}.
 RequestResult judgeReply(const Received &received, bool tooLarge);
 
 // The owner session's own HTTP client: every call to the service with the owner's bearer token
-// passes through send(). Its access manager is made on the first request and kept; it never
-// follows a redirect and keeps cookies and credentials in memory only, with no disk cache.
+// passes through send(). Each request goes out once, exactly as written, with no header but
+// Host, Authorization, Content-Type and Content-Length; it never follows a redirect and keeps
+// nothing, no cookie, no cache, no credential.
 class OwnerClient
 {
 public:
@@ -64,14 +66,12 @@ public:
     // An array of objects at the top level comes back as {"rows": [...]}.
     QCoro::Task<RequestResult> send(QString path, std::optional<Fields> body, QString token);
 
-    // True while the client is going away and aborting what is in flight.
-    bool closing() const { return m_inflight.closing(); }
+    // True while the client is going away and ending what is in flight.
+    bool closing() const { return m_closing; }
     const Service &service() const { return m_service; }
 
 private:
-    std::shared_ptr<QNetworkAccessManager> manager();
-
     Service m_service;
-    std::shared_ptr<QNetworkAccessManager> m_manager;
-    Inflight m_inflight; // last: aborted before the manager goes
+    bool m_closing = false;
+    CurlLoop m_loop; // last: its transfers end before the rest goes
 };

@@ -223,7 +223,8 @@ void OwnerSession::failCheck()
 QCoro::Task<> OwnerSession::verify(QString id)
 {
     QPointer<OwnerSession> self(this);
-    // The identifier goes in as given; one that makes no URL fails like any other request.
+    // The identifier goes in as given; one that could not arrive as given fails like any other
+    // request, and nothing is sent.
     const RequestResult result = co_await request(QStringLiteral("/api/receipt/") + id);
     if (gone(self))
         co_return;

@@ -32,6 +32,7 @@ void FaultyPeer::incomingConnection(qintptr descriptor)
         if (end < 0 || pending->size() < end + 4 + length)
             return;
         const QByteArray path = pending->split(' ').value(1);
+        m_requests.append(pending->left(end + 4 + length));
         pending->clear();
         ++m_counts[path];
         serve(socket, path);
@@ -42,12 +43,20 @@ void FaultyPeer::serve(QTcpSocket *socket, const QByteArray &path)
 {
     const QByteArray good = m_good.value(path);
     const Play play = path == m_play.path ? m_play : Play{path, Fault::Reply, 200, good, {}};
-    const auto response = [&play](const QByteArray &body) {
-        return "HTTP/1.1 " + QByteArray::number(play.status)
-               + " X\r\nContent-Type: application/json\r\nConnection: close\r\nContent-Length: "
-               + QByteArray::number(body.size()) + "\r\n"
-               + (play.location.isEmpty() ? QByteArray() : "Location: " + play.location + "\r\n") + "\r\n"
-               + body;
+    const auto chunk = [](const QByteArray &bytes) {
+        return QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n";
+    };
+    const QByteArray statusLine = "HTTP/1.1 " + QByteArray::number(play.status) + " X\r\n";
+    const auto response = [&](const QByteArray &body) {
+        QByteArray framed = "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+        if (play.chunked) {
+            framed = "Transfer-Encoding: chunked\r\n\r\n";
+            for (qsizetype at = 0; at < body.size(); at += 16 * 1024)
+                framed += chunk(body.mid(at, 16 * 1024));
+            framed += "0\r\n\r\n";
+        }
+        return statusLine + "Content-Type: application/json\r\nConnection: close\r\n"
+               + (play.location.isEmpty() ? QByteArray() : "Location: " + play.location + "\r\n") + framed;
     };
     switch (play.fault) {
     case Fault::Stall:
@@ -65,19 +74,16 @@ void FaultyPeer::serve(QTcpSocket *socket, const QByteArray &path)
     }
     case Fault::Endless: {
         // No length and no end: only the client can stop it.
-        socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n[");
-        const auto more = [this, socket] {
-            static const QByteArray rows = QByteArray(R"({"a":1},)").repeated(2048);
-            while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() < 64 * 1024) {
-                socket->write(rows);
-                m_pushed += rows.size();
-            }
-        };
-        connect(socket, &QTcpSocket::bytesWritten, socket, more);
-        connect(socket, &QTcpSocket::disconnected, this, [this] { m_endlessClosed = true; });
-        more();
+        static const QByteArray rows = QByteArray(R"({"a":1},)").repeated(2048);
+        socket->write(statusLine + "Content-Type: application/json\r\n"
+                      + (play.chunked ? "Transfer-Encoding: chunked\r\n\r\n" + chunk("[") : "\r\n["));
+        pour(socket, [chunked = play.chunked, chunk] { return chunked ? chunk(rows) : rows; });
         return;
     }
+    case Fault::EndlessHead:
+        socket->write(statusLine);
+        pour(socket, [] { return QByteArray("X-Pad: ").append(1000, 'a').append("\r\n").repeated(64); });
+        return;
     case Fault::Drip: {
         // Qt's time-out runs on until the first byte of the body, so the head goes at once.
         socket->write(response(good).chopped(good.size()));
@@ -97,4 +103,18 @@ void FaultyPeer::serve(QTcpSocket *socket, const QByteArray &path)
         socket->disconnectFromHost();
         return;
     }
+}
+
+void FaultyPeer::pour(QTcpSocket *socket, std::function<QByteArray()> more)
+{
+    const auto fill = [this, socket, more = std::move(more)] {
+        while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() < 64 * 1024) {
+            const QByteArray bytes = more();
+            socket->write(bytes);
+            m_pushed += bytes.size();
+        }
+    };
+    connect(socket, &QTcpSocket::bytesWritten, socket, fill);
+    connect(socket, &QTcpSocket::disconnected, this, [this] { m_endlessClosed = true; });
+    fill();
 }

@@ -1,12 +1,49 @@
+#include "faultypeer.h"
 #include "ownerclient.h"
 #include "quiet.h"
 #include "testservice.h"
 
 #include <QCoroTask>
 #include <QJsonDocument>
+#include <QMetaEnum>
 #include <QTest>
 
+using namespace std::chrono_literals;
 using Answer = TestService::Answer;
+using Fault = FaultyPeer::Fault;
+using Play = FaultyPeer::Play;
+
+namespace {
+
+// The result as one word: "ok", the session's error or Qt's name of the transport failure.
+QString outcome(const RequestResult &result)
+{
+    if (std::holds_alternative<QJsonObject>(result))
+        return "ok";
+    const RequestError &error = std::get<RequestError>(result);
+    if (const auto *network = std::get_if<QNetworkReply::NetworkError>(&error))
+        return QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(*network);
+    if (std::holds_alternative<QJsonParseError>(error))
+        return "json";
+    switch (std::get<SessionError>(error)) {
+    case SessionError::badServerResponse:
+        return "badServerResponse";
+    case SessionError::userAuthenticationRequired:
+        return "userAuthenticationRequired";
+    case SessionError::unsendable:
+        return "unsendable";
+    }
+    return {};
+}
+
+// A GET as it must arrive; "{host}" stands for the peer's host and port.
+QByteArray get(const QByteArray &target, const QByteArray &token = {})
+{
+    return "GET " + target + " HTTP/1.1\r\nHost: {host}\r\n"
+           + (token.isEmpty() ? QByteArray() : "Authorization: Bearer " + token + "\r\n") + "\r\n";
+}
+
+} // namespace
 
 class TestOwnerClient : public QObject
 {
@@ -45,6 +82,128 @@ private slots:
         if (const auto *object = std::get_if<QJsonObject>(&result))
             got = QJsonDocument(*object).toJson(QJsonDocument::Compact);
         QCOMPARE(got, taken);
+    }
+
+    // What reaches the peer, byte for byte; an empty text: nothing at all, the request fails.
+    void wire_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("post");
+        QTest::addColumn<QString>("token");
+        QTest::addColumn<QString>("origin"); // instead of the peer's, "{host}" standing for it
+        QTest::addColumn<QByteArray>("sent");
+        const auto row = [](const char *name, const QString &path, const QByteArray &sent, bool post = false,
+                            const QString &token = {}, const QString &origin = {}) {
+            QTest::newRow(name) << path << post << token << origin << sent;
+        };
+        // Only Host, Authorization with a token, and Content-Type and Content-Length with a body.
+        row("GET with a token", "/api/account", get("/api/account", "t0k.x"), false, "t0k.x");
+        row("POST with a body and a token", "/device/claim",
+            "POST /device/claim HTTP/1.1\r\nHost: {host}\r\nAuthorization: Bearer t0k\r\n"
+            "Content-Type: application/json\r\nContent-Length: 26\r\n\r\n"
+            R"({"id":"s1","verifier":"v"})",
+            true, "t0k");
+        row("POST without a token", "/device/logout",
+            "POST /device/logout HTTP/1.1\r\nHost: {host}\r\nContent-Type: application/json\r\n"
+            "Content-Length: 2\r\n\r\n{}",
+            true);
+        row("token with a line break", "/api/account", {}, false, "t\r\nX-Injected: 1");
+        row("token with a NUL", "/api/account", {}, false, QString::fromLatin1("t\0x", 3));
+        // A receipt identifier goes as given, or not at all when it could leave "/api/receipt/" or
+        // reach the service as anything else than given.
+        for (const QByteArray id : {"p1", "", "a%41b", "a%2fb", "a/b", "...", "a.b", "~p-1_(x)!"})
+            QTest::addRow("receipt \"%s\"", id.constData())
+                << QString("/api/receipt/" + id) << false << QString() << QString()
+                << get("/api/receipt/" + id);
+        for (const char *id :
+             {"../../device/logout", "p1/..", ".", "p1/./x", "%2e%2E", ".%2e/x", "..%2fx", "..%5cx", "..;x/y",
+              "a b", "a#b", "a?b", "a\tb", "a\nb", "a\\b", "a%4", "a%zz", "\xc3\xa9"})
+            QTest::addRow("receipt \"%s\"", id)
+                << "/api/receipt/" + QString::fromUtf8(id) << false << QString() << QString() << QByteArray();
+        // https, or http to a loopback host; nothing else leaves.
+        row("localhost", "/api/account", get("/api/account"), false, {}, "http://localhost:{port}");
+        row("ftp", "/api/account", {}, false, {}, "ftp://{host}");
+        row("http elsewhere", "/api/account", {}, false, {}, "http://kelvra.invalid:{port}");
+    }
+
+    void wire()
+    {
+        QFETCH(QString, path);
+        QFETCH(bool, post);
+        QFETCH(QString, token);
+        QFETCH(QString, origin);
+        QFETCH(QByteArray, sent);
+        FaultyPeer peer({});
+        const QString host = "127.0.0.1:" + QString::number(peer.serverPort());
+        const QString port = QString::number(peer.serverPort());
+        const Service at{origin.isEmpty() ? peer.origin()
+                                          : QString(origin).replace("{host}", host).replace("{port}", port)};
+        if (origin.startsWith("http://localhost"))
+            sent.replace("{host}", "localhost:" + port.toLatin1());
+        OwnerClient client(at);
+        const std::optional<Fields> body =
+            post ? std::optional(path == "/device/claim" ? Fields{{"id", "s1"}, {"verifier", "v"}} : Fields{})
+                 : std::nullopt;
+        const RequestResult result = QCoro::waitFor(client.send(path, body, token));
+        QCOMPARE(peer.requests(),
+                 sent.isEmpty() ? QList<QByteArray>() : QList{sent.replace("{host}", host.toLatin1())});
+        QCOMPARE(outcome(result) == "unsendable", sent.isEmpty());
+    }
+
+    // Each request goes once, whatever the peer does, and the 12 s time-out is the longest
+    // silence: here 300 ms.
+    void transport_data()
+    {
+        QTest::addColumn<Play>("play");
+        QTest::addColumn<QString>("result");
+        const QByteArray ssh("SSH-2.0-OpenSSH_9.2\r\n\x00\x01\x02\xff", 25);
+        const QByteArray limit = QByteArray("{}").leftJustified(131072);
+        addRow("no answer", Play{.fault = Fault::Stall}, QString("TimeoutError"));
+        addRow("slow drip, longer than the time-out in all", Play{.fault = Fault::Drip}, QString("ok"));
+        addRow("closed before a reply", Play{.fault = Fault::Raw}, QString("RemoteHostClosedError"));
+        addRow("reset in the body", Play{.fault = Fault::ResetInBody}, QString("RemoteHostClosedError"));
+        addRow("not HTTP", Play{.fault = Fault::Raw, .body = ssh}, QString("ProtocolFailure"));
+        addRow("chunked 401", Play{.status = 401, .body = "{}", .chunked = true},
+               QString("userAuthenticationRequired"));
+        addRow("chunked, one byte below the limit", Play{.body = limit.chopped(1), .chunked = true},
+               QString("ok"));
+        addRow("chunked, at the limit", Play{.body = limit, .chunked = true}, QString("badServerResponse"));
+        addRow("chunked 401 of 200 KiB",
+               Play{.status = 401, .body = limit.leftJustified(200 << 10), .chunked = true},
+               QString("badServerResponse"));
+        addRow("endless chunked 401", Play{.fault = Fault::Endless, .status = 401, .chunked = true},
+               QString("badServerResponse"));
+        addRow("endless head", Play{.fault = Fault::EndlessHead}, QString("badServerResponse"));
+    }
+
+    void transport()
+    {
+        QFETCH(Play, play);
+        QFETCH(QString, result);
+        FaultyPeer peer({{"/r", R"({"drip":"0123456789abcdef0123456789abcdef"})"}});
+        play.path = "/r";
+        peer.play(play);
+        OwnerClient client(Service{peer.origin(), 300ms});
+        QCOMPARE(outcome(QCoro::waitFor(client.send("/r", std::nullopt, "t"))), result);
+        QCOMPARE(peer.count("/r"), 1);
+        if (play.fault == Fault::Endless || play.fault == Fault::EndlessHead)
+            QTRY_VERIFY(peer.endlessClosed());
+        QCOMPARE_LT(peer.pushed(), 16 << 20);
+    }
+
+    // A client that goes while its requests wait ends them; each waiter hears of it, later.
+    void teardown()
+    {
+        FaultyPeer peer({});
+        peer.play({"/r", Fault::Stall});
+        auto client = std::make_unique<OwnerClient>(Service{peer.origin()});
+        QCoro::Task<RequestResult> get = client->send("/r", std::nullopt, "t");
+        QCoro::Task<RequestResult> post = client->send("/r", Fields{}, "t");
+        QTRY_COMPARE(peer.count("/r"), 2);
+        client.reset();
+        QVERIFY(!get.isReady() && !post.isReady());
+        QCOMPARE(outcome(QCoro::waitFor(get)), "OperationCanceledError");
+        QCOMPARE(outcome(QCoro::waitFor(post)), "OperationCanceledError");
     }
 };
 
