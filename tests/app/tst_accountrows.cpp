@@ -119,5 +119,6 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAccountRows)
+// The workspace expects the application a window has.
+QTEST_MAIN(TestAccountRows)
 #include "tst_accountrows.moc"
