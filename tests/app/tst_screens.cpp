@@ -159,13 +159,11 @@ private slots:
         const QString m = QStringLiteral(R"(<img src="%1x"><b>b</b>&amp;)").arg(at);
 
         AppHarness app;
-        QJsonObject market = snapshot();
-        QJsonArray quotes = market.value("quotes").toArray();
-        QJsonObject quote = quotes.first().toObject();
+        QJsonArray quotes = snapshot().value("quotes").toArray();
+        QJsonObject quote = quotes[0].toObject();
         quote["pair"] = m + "-USD";
-        quotes.replace(0, quote);
-        market["quotes"] = quotes;
-        app.service.onJson("/market-data", market);
+        quotes[0] = quote;
+        app.service.onJson("/market-data", QJsonObject{{"quotes", quotes}});
         scriptOwner(app.service, {QJsonObject{{"id", "p1"},
                                               {"amount", m},
                                               {"state", m},
