@@ -277,6 +277,7 @@ int main(int argc, char *argv[])
         app.installEventFilter(&quotes);
 
     QQmlApplicationEngine engine;
+    prepareEngine(engine);
     engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },

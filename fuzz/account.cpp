@@ -14,10 +14,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static const QString separator = QStringLiteral(" kUSD · ");
     const QByteArray raw = bytes(data, size);
 
-    // Any text as a hash: the link stays on the explorer's own https origin, or there is none.
-    if (const auto link = HistoryList::explorerUrl(QString::fromUtf8(raw))) {
-        FUZZ_CHECK(link->scheme() == QStringLiteral("https"), link->toString());
-        FUZZ_CHECK(link->host() == QStringLiteral("sepolia.etherscan.io"), link->toString());
+    // Any text as a hash: the link is one segment under the explorer's "/tx/" that reads back as
+    // the hash, or there is none.
+    const QString hash = QString::fromUtf8(raw);
+    if (const auto link = HistoryList::explorerUrl(hash)) {
+        static const QByteArray pages = QByteArrayLiteral("https://sepolia.etherscan.io/tx/");
+        const QByteArray encoded = link->toEncoded();
+        FUZZ_CHECK(encoded.startsWith(pages), link->toString());
+        const QByteArray segment = encoded.mid(pages.size());
+        FUZZ_CHECK(!segment.contains('/') && !segment.contains('?') && !segment.contains('#')
+                       && !segment.contains('\\') && segment != "." && segment != "..",
+                   link->toString());
+        FUZZ_CHECK(QUrl::fromPercentEncoding(segment) == hash, link->toString());
     }
 
     Received received;

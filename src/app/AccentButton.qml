@@ -15,6 +15,7 @@ PushButton {
     font.pixelSize: Style.body
     contentItem: Label {
         text: root.text
+        textFormat: Text.PlainText
         font: root.font
         color: root.destructive ? Style.red : Brand.teal
         horizontalAlignment: Text.AlignLeft

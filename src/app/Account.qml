@@ -75,6 +75,7 @@ Page {
                     objectName: "sessionStatus"
                     Layout.fillWidth: true
                     text: root.session.status
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.body
                     wrapMode: Text.Wrap
                 }
@@ -82,6 +83,7 @@ Page {
                     objectName: "matchCode"
                     visible: root.session.code.length > 0
                     text: "Match code: " + root.session.code
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.title2
                     font.family: Style.monospace
                 }
@@ -105,6 +107,7 @@ Page {
                 Label {
                     Layout.fillWidth: true
                     text: "Read-only account and history access. Payments require the passkey portal. Session ends with browser logout or expiry; restarting the app clears access."
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.footnote
                     color: Style.secondary
                     wrapMode: Text.Wrap
@@ -131,6 +134,7 @@ Page {
                 Label {
                     Layout.fillWidth: true
                     text: "Personal owner-wallet balance, separate from the agent vault. Test assets only."
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.footnote
                     color: Style.secondary
                     wrapMode: Text.Wrap
@@ -190,6 +194,7 @@ Page {
                     width: parent.width - 32
                     visible: root.session.proof.length > 0
                     text: root.session.proof
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.body
                     wrapMode: Text.Wrap
                 }

@@ -52,6 +52,7 @@ Rectangle {
         Label {
             objectName: "date"
             text: root.date
+            textFormat: Text.PlainText
             font.pixelSize: Style.caption
             color: Style.secondary
         }
@@ -74,6 +75,7 @@ Rectangle {
             width: parent.width
             visible: root.hasReason
             text: root.reason
+            textFormat: Text.PlainText
             font.pixelSize: Style.footnote
             color: Style.secondary
             wrapMode: Text.Wrap

@@ -61,6 +61,7 @@ Page {
 
                     Label {
                         text: "ON-CHAIN TEST VAULT"
+                        textFormat: Text.PlainText
                         font.pixelSize: Style.caption
                         font.bold: true
                         color: "white"
@@ -68,6 +69,7 @@ Page {
                     Label {
                         objectName: "vaultFigure"
                         text: root.workspace.balance.balance
+                        textFormat: Text.PlainText
                         font.pixelSize: 40
                         font.bold: true
                         color: "white"
@@ -76,6 +78,7 @@ Page {
                         objectName: "vaultStatus"
                         Layout.fillWidth: true
                         text: root.workspace.balance.status
+                        textFormat: Text.PlainText
                         font.pixelSize: Style.subheadline
                         color: "white"
                         wrapMode: Text.Wrap
@@ -123,6 +126,7 @@ Page {
                 objectName: "homeMarketStatus"
                 Layout.fillWidth: true
                 text: root.workspace.market.status
+                textFormat: Text.PlainText
                 font.pixelSize: Style.caption
                 color: Style.secondary
                 wrapMode: Text.Wrap
@@ -135,6 +139,7 @@ Page {
             Label {
                 Layout.fillWidth: true
                 text: "Market information is read-only. Trade lab is a simulation."
+                textFormat: Text.PlainText
                 font.pixelSize: Style.footnote
                 color: Style.secondary
                 wrapMode: Text.Wrap

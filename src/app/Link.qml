@@ -6,6 +6,7 @@ import Kelvra.Core
 // reader. A Text rather than a Label: Qt 6.4's Label overrides the link role.
 Text {
     id: root
+    textFormat: Text.PlainText
     signal activated
 
     color: enabled ? Brand.teal : Style.secondary

@@ -161,6 +161,7 @@ ApplicationWindow {
             objectName: "alertText"
             width: parent.width
             text: window.workspace.message
+            textFormat: Text.PlainText
             wrapMode: Text.Wrap
             color: Material.foreground
             font.pixelSize: Style.body

@@ -35,6 +35,7 @@ Dialog {
             objectName: "reason"
             Layout.fillWidth: true
             text: dialog.prompt ? dialog.prompt.reason : ""
+            textFormat: Text.PlainText
             wrapMode: Text.Wrap
             font.pixelSize: 20
             font.weight: Font.Medium
@@ -44,6 +45,7 @@ Dialog {
             objectName: "message"
             Layout.fillWidth: true
             text: dialog.prompt ? dialog.prompt.message : ""
+            textFormat: Text.PlainText
             visible: text.length > 0
             wrapMode: Text.Wrap
         }
@@ -78,6 +80,7 @@ Dialog {
 
                 Layout.fillWidth: true
                 text: modelData
+                textFormat: Text.PlainText
                 wrapMode: Text.Wrap
                 font.italic: true
             }

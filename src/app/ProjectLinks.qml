@@ -28,6 +28,7 @@ Section {
     Label {
         Layout.fillWidth: true
         text: "Kelvra · test assets only"
+        textFormat: Text.PlainText
         font.pixelSize: Style.caption
         color: Style.secondary
     }

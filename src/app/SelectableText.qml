@@ -4,6 +4,7 @@ import QtQuick.Layouts
 // Caption text the user can select and copy, such as a wallet address, with the pointer or,
 // once Tab has reached it, with the keyboard.
 TextEdit {
+    textFormat: TextEdit.PlainText
     Layout.fillWidth: true
     readOnly: true
     selectByMouse: true

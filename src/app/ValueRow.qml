@@ -15,6 +15,7 @@ RowLayout {
     Label {
         Layout.alignment: Qt.AlignTop
         text: root.label
+        textFormat: Text.PlainText
         font.pixelSize: Style.body
         Accessible.ignored: true
     }
@@ -22,6 +23,7 @@ RowLayout {
         Layout.fillWidth: true
         Layout.alignment: Qt.AlignTop
         text: root.value
+        textFormat: Text.PlainText
         font.pixelSize: Style.body
         color: Style.secondary
         horizontalAlignment: Text.AlignRight

@@ -13,6 +13,7 @@ Section {
     Label {
         objectName: "vaultBalance"
         text: root.vault.balance
+        textFormat: Text.PlainText
         font.pixelSize: Style.largeTitle
         font.bold: true
     }
@@ -25,12 +26,14 @@ Section {
         objectName: "vaultPermission"
         Layout.fillWidth: true
         text: root.vault.status
+        textFormat: Text.PlainText
         font.pixelSize: Style.body
         wrapMode: Text.Wrap
     }
     Label {
         Layout.fillWidth: true
         text: "Shared competition vault, not your wallet balance."
+        textFormat: Text.PlainText
         font.pixelSize: Style.footnote
         color: Style.secondary
         wrapMode: Text.Wrap

@@ -49,6 +49,7 @@ Page {
             Label {
                 Layout.fillWidth: true
                 text: "Explore markets and paper trades. Sign in with a passkey to manage agent payments."
+                textFormat: Text.PlainText
                 font.pixelSize: Style.title3
                 color: Style.secondary
                 wrapMode: Text.Wrap
@@ -62,6 +63,7 @@ Page {
                 }
                 Label {
                     text: "Ethereum Sepolia · test assets only"
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.subheadline
                 }
             }
@@ -109,6 +111,7 @@ Page {
             Label {
                 Layout.fillWidth: true
                 text: "Made by the Kelvra team"
+                textFormat: Text.PlainText
                 font.pixelSize: Style.caption
                 color: Style.secondary
                 horizontalAlignment: Text.AlignHCenter

@@ -4,10 +4,69 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QIcon>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QQmlEngine>
+#include <QQmlNetworkAccessManagerFactory>
 #include <QQuickStyle>
 #include <QQuickWindow>
 
 #include <unistd.h>
+
+namespace {
+
+// What a request the window may not make gets: an error, delivered as a reply's would be,
+// without a byte on the network.
+class RefusedReply : public QNetworkReply
+{
+public:
+    RefusedReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &request, QObject *parent)
+        : QNetworkReply(parent)
+    {
+        setRequest(request);
+        setUrl(request.url());
+        setOperation(operation);
+        open(ReadOnly | Unbuffered);
+        setError(ContentAccessDenied, QStringLiteral("Only the program's own resources are loaded"));
+        setFinished(true);
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                emit errorOccurred(error());
+                emit finished();
+            },
+            Qt::QueuedConnection);
+    }
+
+    void abort() override {}
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+};
+
+class ResourcesOnly : public QNetworkAccessManager
+{
+public:
+    using QNetworkAccessManager::QNetworkAccessManager;
+
+protected:
+    QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request,
+                                 QIODevice *body) override
+    {
+        if (request.url().scheme() == u"qrc")
+            return QNetworkAccessManager::createRequest(operation, request, body);
+        return new RefusedReply(operation, request, this);
+    }
+};
+
+// Called from the engine's own threads too; it keeps nothing.
+class ResourcesOnlyFactory : public QQmlNetworkAccessManagerFactory
+{
+public:
+    QNetworkAccessManager *create(QObject *parent) override { return new ResourcesOnly(parent); }
+};
+
+} // namespace
 
 void prepareProcess()
 {
@@ -38,4 +97,12 @@ void prepareApplication()
     // Text from the font's own hinted glyphs rather than distance fields: where frames are drawn
     // on the CPU a screen of new text costs a fraction as much, and small text is sharper.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
+}
+
+void prepareEngine(QQmlEngine &engine)
+{
+    // Service texts are drawn as plain text; this holds even where some text were taken for
+    // markup: an <img> in it, or any other network URL, fetches nothing.
+    static ResourcesOnlyFactory factory;
+    engine.setNetworkAccessManagerFactory(&factory);
 }

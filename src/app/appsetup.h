@@ -7,3 +7,8 @@
 void prepareProcess();
 // Once it exists: the names the platform shows, and the Material style.
 void prepareApplication();
+
+class QQmlEngine;
+// Before the engine loads the window: it loads only what the program carries (qrc:), never
+// anything from the network, whatever a text or an image source names.
+void prepareEngine(QQmlEngine &engine);

@@ -7,7 +7,7 @@
 
 namespace {
 
-const QString explorer = QStringLiteral("https://sepolia.etherscan.io");
+const QByteArray explorerPages = QByteArrayLiteral("https://sepolia.etherscan.io/tx/");
 
 } // namespace
 
@@ -83,7 +83,12 @@ QString HistoryList::dateLine(const QJsonObject &row)
 
 std::optional<QUrl> HistoryList::explorerUrl(const QString &hash)
 {
-    const QUrl url(explorer + QStringLiteral("/tx/") + hash, QUrl::StrictMode);
+    // A browser takes these for steps up the path however they are escaped.
+    if (hash == u"." || hash == u"..")
+        return std::nullopt;
+    // Everything but letters, digits and "-._~" escaped, so that a slash, backslash, "?", "#" or
+    // "%" in the hash stays inside the one segment.
+    const QUrl url = QUrl::fromEncoded(explorerPages + QUrl::toPercentEncoding(hash), QUrl::StrictMode);
     if (!url.isValid())
         return std::nullopt;
     return url;

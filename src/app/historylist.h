@@ -46,8 +46,9 @@ public:
     static QString headline(const QJsonObject &row);
     // The payment's date and time in the region's form and the local zone, or "Date unavailable".
     static QString dateLine(const QJsonObject &row);
-    // The Sepolia explorer's page for a transaction hash, appended unchanged; none when that
-    // makes no valid URL (the entry is still shown, its link is not usable).
+    // The Sepolia explorer's page for a transaction hash, the hash escaped as one path segment;
+    // none for "." and "..", which no escaping keeps in place (the entry is still shown, its link
+    // is not usable).
     static std::optional<QUrl> explorerUrl(const QString &hash);
 
 signals:

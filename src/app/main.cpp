@@ -26,6 +26,7 @@ int main(int argc, char *argv[])
     Workspace workspace(site(), Workspace::Platform{&authenticator, &opener});
 
     QQmlApplicationEngine engine;
+    prepareEngine(engine);
     engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },

@@ -12,9 +12,24 @@
 
 #include <algorithm>
 
+namespace {
+
+// The origin of a development build that talks to a local service, or none.
+std::optional<QUrl> loopbackOrigin(const QString &origin)
+{
+    const QUrl url(origin, QUrl::StrictMode);
+    if (url.scheme() != u"http" || url.port() < 0 || !url.userInfo().isEmpty()
+        || (url.host() != u"127.0.0.1" && url.host() != u"localhost"))
+        return std::nullopt;
+    return url;
+}
+
+} // namespace
+
 Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     : QObject(parent)
     , m_origin(origin)
+    , m_loopback(loopbackOrigin(origin))
     , m_platform(platform)
     , m_market(new Markets(&m_client, Service{origin, platform.timeout}, this))
     , m_balance(new VaultBalance(&m_client, Service{origin, platform.timeout}, this))
@@ -25,7 +40,8 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     m_checkTimer.setInterval(m_platform.checkPeriod);
     connect(&m_checkTimer, &QTimer::timeout, this, &Workspace::runCheck);
     if (qGuiApp)
-        connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
+        connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
+                &Workspace::applicationStateChanged);
     if (m_platform.authenticator) {
         connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this,
                 [this](OwnerPrompt *prompt) {
@@ -166,9 +182,22 @@ QCoro::Task<> Workspace::signIn()
         openURL(*portal);
 }
 
+bool Workspace::mayOpen(const QUrl &url) const
+{
+    // A user name in front of the host only serves to make one host look like another.
+    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty())
+        return false;
+    if (url.scheme() == u"https")
+        return true;
+    // The browser hands anything else to whatever handles the scheme (files, shares, other
+    // programs); a development build's local service is the one plain http page it may show.
+    return m_loopback && url.scheme() == m_loopback->scheme() && url.host() == m_loopback->host()
+           && url.port() == m_loopback->port();
+}
+
 void Workspace::openURL(const QUrl &url)
 {
-    if (m_platform.opener && url.isValid())
+    if (m_platform.opener && mayOpen(url))
         m_platform.opener->open(url);
 }
 

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class Markets;
@@ -82,6 +83,8 @@ public:
     // The owner unlock gate: device-owner authentication, then the device sign-in, then the
     // portal in the browser.
     Q_INVOKABLE void unlock();
+    // Opens an https page in the system browser; a development build also opens the pages of its
+    // loopback service. Anything else opens nothing.
     Q_INVOKABLE void openURL(const QUrl &url);
     // Opens the service origin followed by `path` (which begins with "/").
     Q_INVOKABLE void openSite(const QString &path);
@@ -107,8 +110,11 @@ private:
     void unlockReplied(OwnerAuthContext *context, bool authenticated);
     QCoro::Task<> signIn();
     void runCheck();
+    bool mayOpen(const QUrl &url) const;
 
     QString m_origin;
+    // The service's own origin when it is a development build's loopback one.
+    std::optional<QUrl> m_loopback;
     Platform m_platform;
     QNetworkAccessManager m_client;
     Markets *m_market;

@@ -80,12 +80,14 @@ Page {
                 objectName: "marketStatus"
                 Layout.fillWidth: true
                 text: root.market.status
+                textFormat: Text.PlainText
                 font.pixelSize: Style.caption
                 wrapMode: Text.Wrap
             }
             Label {
                 Layout.fillWidth: true
                 text: "Source prices are reference snapshots, not executable swap quotes."
+                textFormat: Text.PlainText
                 font.pixelSize: Style.footnote
                 color: Style.secondary
                 wrapMode: Text.Wrap

@@ -30,12 +30,14 @@ Rectangle {
             spacing: 5
             Label {
                 text: root.name
+                textFormat: Text.PlainText
                 font.pixelSize: Style.headline
                 font.weight: Font.DemiBold
                 Accessible.ignored: true
             }
             Label {
                 text: root.symbol
+                textFormat: Text.PlainText
                 font.pixelSize: Style.caption
                 color: Style.secondary
                 Accessible.ignored: true
@@ -49,6 +51,7 @@ Rectangle {
             Label {
                 Layout.alignment: Qt.AlignRight
                 text: root.price
+                textFormat: Text.PlainText
                 font.pixelSize: Style.headline
                 font.weight: Font.DemiBold
                 Accessible.ignored: true
@@ -56,6 +59,7 @@ Rectangle {
             Label {
                 Layout.alignment: Qt.AlignRight
                 text: root.change
+                textFormat: Text.PlainText
                 font.pixelSize: Style.caption
                 color: root.rising ? Brand.teal : Style.red
                 Accessible.ignored: true

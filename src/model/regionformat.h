@@ -10,5 +10,6 @@
 QString shortTime(const QDateTime &instant, const QLocale &locale = QLocale::system());
 // A US-dollar amount with the region's sign position, grouping and two fraction digits.
 QString usd(double amount, const QLocale &locale = QLocale::system());
-// A date and time in the region's short numeric form, in the local time zone.
+// A date and time in the region's short numeric form, in the local time zone: 5/1/25 2:05 PM,
+// 01.05.25 14:05, and 2025-05-01 14:05 where the region's short form is not numeric.
 QString shortDateTime(const QDateTime &instant, const QLocale &locale = QLocale::system());

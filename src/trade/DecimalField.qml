@@ -16,6 +16,7 @@ RowLayout {
     spacing: 12
     Label {
         id: caption
+        textFormat: Text.PlainText
         font.pixelSize: Style.body
         Accessible.ignored: true
     }

@@ -26,6 +26,7 @@ Row {
             indicator: null
             contentItem: Text {
                 text: segment.text
+                textFormat: Text.PlainText
                 font.pixelSize: Style.subheadline
                 color: segment.checked ? "white" : Brand.teal
                 horizontalAlignment: Text.AlignHCenter

@@ -50,6 +50,7 @@ Page {
                 Label {
                     Layout.fillWidth: true
                     text: "No funds move. Fee and slippage below are your assumptions, not exchange rates."
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.footnote
                     color: Style.secondary
                     wrapMode: Text.Wrap
@@ -63,6 +64,7 @@ Page {
                     spacing: 12
                     Label {
                         text: "Side"
+                        textFormat: Text.PlainText
                         font.pixelSize: Style.body
                         Accessible.ignored: true
                     }
@@ -80,6 +82,7 @@ Page {
                     spacing: 12
                     Label {
                         text: "Asset"
+                        textFormat: Text.PlainText
                         font.pixelSize: Style.body
                         Accessible.ignored: true
                     }
@@ -145,6 +148,7 @@ Page {
                 Label {
                     objectName: "quoteTime"
                     text: "Last trade: " + root.trade.quoteTime
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.caption
                     color: Style.secondary
                 }
@@ -184,6 +188,7 @@ Page {
                     objectName: "preview"
                     Layout.fillWidth: true
                     text: root.trade.preview
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.body
                     wrapMode: Text.Wrap
                 }
@@ -193,6 +198,7 @@ Page {
                 Label {
                     Layout.fillWidth: true
                     text: "A bid/ask snapshot is not a guaranteed execution price. Agent payments are a separate permission-controlled feature."
+                    textFormat: Text.PlainText
                     font.pixelSize: Style.footnote
                     color: Style.secondary
                     wrapMode: Text.Wrap

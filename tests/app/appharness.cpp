@@ -1,5 +1,6 @@
 #include "appharness.h"
 
+#include "appsetup.h"
 #include "ownersession.h"
 #include "scriptedownerauthenticator.h"
 #include "vaultbalance.h"
@@ -79,6 +80,7 @@ AppHarness::~AppHarness() = default;
 bool AppHarness::show()
 {
     engine = std::make_unique<QQmlApplicationEngine>();
+    prepareEngine(*engine);
     engine->setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(workspace.get())}});
     engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
     return window() && QTest::qWaitForWindowExposed(window());

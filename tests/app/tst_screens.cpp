@@ -3,9 +3,14 @@
 #include "quiet.h"
 #include "scriptedownerauthenticator.h"
 #include "tradescreen.h"
+#include "vaultbalance.h"
 
+#include <QAccessible>
+#include <QDir>
 #include <QFontInfo>
+#include <QQmlComponent>
 #include <QQuickStyle>
+#include <QTcpServer>
 #include <QTest>
 
 using namespace std::chrono_literals;
@@ -23,6 +28,22 @@ class TestScreens : public QObject
                 found.append(item->property(property).toString());
         }
         return found;
+    }
+
+    // The text format of each text item of the screens built so far, shown or not, that shows
+    // `text`.
+    static QList<int> drawn(const AppHarness &app, const QString &text)
+    {
+        QList<int> formats;
+        QList<QQuickItem *> items{app.window()->contentItem()};
+        while (!items.isEmpty()) {
+            QQuickItem *item = items.takeLast();
+            if ((item->inherits("QQuickText") || item->inherits("QQuickTextEdit"))
+                && item->property("text").toString().contains(text))
+                formats.append(item->property("textFormat").toInt());
+            items.append(item->childItems());
+        }
+        return formats;
     }
 
 private slots:
@@ -124,6 +145,102 @@ private slots:
         QVERIFY(app.click("signOut"));
         QTRY_COMPARE(values(app, parts, "objectName"), QStringList{"vaultSection"});
         QCOMPARE(app.text("sessionStatus"), QStringLiteral("Guest demo · no owner session"));
+    }
+
+    // What the service writes is shown as written: markup in any of its texts reads back as it
+    // came, is drawn as plain text, and fetches nothing it names.
+    void serviceTextIsPlain()
+    {
+        QTcpServer beacon; // where the markup's picture lives; nothing may knock
+        QVERIFY(beacon.listen(QHostAddress::LocalHost));
+        int knocks = 0;
+        QObject::connect(&beacon, &QTcpServer::newConnection, [&] { ++knocks; });
+        const QString at = QStringLiteral("http://127.0.0.1:%1/").arg(beacon.serverPort());
+        const QString m = QStringLiteral(R"(<img src="%1x"><b>b</b>&amp;)").arg(at);
+
+        AppHarness app;
+        QJsonArray quotes = snapshot().value("quotes").toArray();
+        QJsonObject quote = quotes[0].toObject();
+        quote["pair"] = m + "-USD";
+        quotes[0] = quote;
+        app.service.onJson("/market-data", QJsonObject{{"quotes", quotes}});
+        scriptOwner(app.service, {QJsonObject{{"id", "p1"},
+                                              {"amount", m},
+                                              {"state", m},
+                                              {"recipient", m},
+                                              {"hash", "0x1"},
+                                              {"reason", m}}});
+        app.service.onJson(
+            "/device/start",
+            QJsonObject{{"id", "s1"}, {"code", m}, {"approvalUrl", app.service.origin() + "/portal/s1"}});
+        app.service.onJson("/api/account",
+                           QJsonObject{{"owner", m}, {"nativeBalance", m}, {"tokenBalance", m}});
+        app.service.onJson("/api/receipt/p1", QJsonObject{{"explanation", m}, {"limitation", m}});
+        Workspace *w = app.workspace.get();
+        QVERIFY(app.show());
+        QTRY_VERIFY(!w->balance()->status().startsWith(u"Loading"));
+        w->setEntered(true);
+
+        // The quote row on Home and on Markets, as a screen reader reads it: name, symbol, ….
+        QAccessible::setActive(true);
+        for (const auto &[tab, name] :
+             {std::pair{Workspace::Home, "homeQuoteRow"}, {Workspace::MarketsTab, "quoteRow"}}) {
+            w->setSelectedTab(tab);
+            QTRY_COMPARE(app.items(name).size(), 3);
+            const QAccessibleInterface *row = QAccessible::queryAccessibleInterface(app.item(name));
+            QVERIFY(row && row->text(QAccessible::Name).startsWith(m + "-USD, " + m + ", "));
+        }
+        w->setSelectedTab(Workspace::Account);
+        QCoro::waitFor(w->session()->start());
+        QTRY_COMPARE(values(app, {"sessionStatus", "matchCode"}, "text"),
+                     (QStringList{"Waiting for passkey approval · match code " + m, "Match code: " + m}));
+        // Each text item that shows it draws it as plain text: the quote rows' names and symbols,
+        // the status and the code.
+        QCOMPARE(drawn(app, m), QList<int>(6, Qt::PlainText));
+        QCoro::waitFor(w->session()->check());
+        QCoro::waitFor(w->session()->verify(QStringLiteral("p1")));
+        QTRY_COMPARE(app.text("proof"), m + u'\n' + m);
+        QCOMPARE(values(app, {"ownerAddress", "headline", "recipient", "reason"}, "text"),
+                 (QStringList{m, m + " kUSD · " + m, m, m}));
+        QCOMPARE(values(app, {"testEth", "walletKusd"}), (QStringList{m, m}));
+        // The code has gone with the sign-in; the wallet and the payment have come.
+        QCOMPARE(drawn(app, m), QList<int>(11, Qt::PlainText));
+
+        // A picture asked for after the screens: once it is refused, so is all the screens asked
+        // for before it; were the engine to fetch, it would knock.
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("Only the program.s own resources are loaded$")));
+        QQmlComponent picture(app.engine.get());
+        picture.setData(QStringLiteral(R"(import QtQuick; Image { source: "%1y" })").arg(at).toUtf8(),
+                        QUrl());
+        const std::unique_ptr<QObject> image(picture.create());
+        QVERIFY(image);
+        const auto status = [&] { return image->property("status").value<int>(); };
+        QTRY_VERIFY(knocks > 0 || status() != 2); // Image.Loading
+        QCOMPARE(knocks, 0);
+        QCOMPARE(status(), 3); // Image.Error
+    }
+
+    // Every text element of every screen, a component's root included, draws plain text, so that
+    // nothing a screen binds to one, now or later, is ever taken for markup: as many elements as
+    // plain formats in each file, and no other format.
+    void everyTextIsPlain()
+    {
+        using R = QRegularExpression;
+        static const R element(QStringLiteral(R"(^[ \t]*(\w+:[ \t]*)?(Text|Label|TextEdit|TextArea)\s*\{)"),
+                               R::MultilineOption);
+        static const R plain(QStringLiteral(R"(^[ \t]*textFormat: (Text|TextEdit)\.PlainText$)"),
+                             R::MultilineOption);
+        static const R format(QStringLiteral(R"(\btextFormat\b)"));
+        const QStringList files = QDir(QStringLiteral(":/Kelvra")).entryList({QStringLiteral("*.qml")});
+        QVERIFY(files.size() > 20);
+        for (const QString &name : files) {
+            QFile file(QStringLiteral(":/Kelvra/") + name);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString qml = QString::fromUtf8(file.readAll());
+            QVERIFY2(qml.count(element) == qml.count(plain) && qml.count(format) == qml.count(plain),
+                     qPrintable(name));
+        }
     }
 
     // The timer and each return to the foreground check the session, and reload nothing.

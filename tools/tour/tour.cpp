@@ -7,6 +7,7 @@
 // device authentication is taken as passed and the portal's approval is given as a browser
 // would, so that the tour reaches the signed-in account.
 
+#include "appsetup.h"
 #include "localservice.h"
 #include "ownersession.h"
 #include "standins.h"
@@ -185,6 +186,7 @@ int main(int argc, char *argv[])
     Workspace workspace(origin, Workspace::Platform{&authenticator, &browser});
 
     QQmlApplicationEngine engine;
+    prepareEngine(engine);
     engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
     engine.load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
     if (engine.rootObjects().isEmpty())
