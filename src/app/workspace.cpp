@@ -39,9 +39,9 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
 {
     m_checkTimer.setInterval(m_platform.checkPeriod);
     connect(&m_checkTimer, &QTimer::timeout, this, &Workspace::runCheck);
-    if (qGuiApp)
-        connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
-                &Workspace::applicationStateChanged);
+    // qGuiApp is a plain cast: under a QCoreApplication it would name an object that is not one.
+    if (auto *gui = qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
+        connect(gui, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
     if (m_platform.authenticator) {
         connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this,
                 [this](OwnerPrompt *prompt) {
