@@ -17,8 +17,10 @@ public:
     using QObject::QObject;
 
     // Whether the device can authenticate its owner at all (a usable password is set, the
-    // service is installed, ...). Cheap; called once per unlock before evaluate().
-    virtual bool canEvaluate() = 0;
+    // service is installed, ...); called once per unlock before evaluate(). Asking the system
+    // may take seconds, so `reply` is called later, on the context's thread, never within the
+    // call; exactly once, unless the context is let go first.
+    virtual void canEvaluate(std::function<void(bool)> reply) = 0;
     // Starts the authentication with the reason text shown in the prompt. Calls `reply`
     // exactly once, possibly from another thread, with true when the owner was authenticated.
     virtual void evaluate(const QString &reason, std::function<void(bool)> reply) = 0;

@@ -14,6 +14,8 @@ void OwnerPrompt::answer(const QString &text)
 {
     if (!m_open || m_busy)
         return;
+    // `text` is the dialog's: the text field and the QML engine hold copies of it that only
+    // they can release, so the one copy made here goes straight into memory that is wiped.
     SecretBuffer secret(text);
     setBusy(true);
     // Hints and errors belong to the answer before; the next round brings its own.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "secretbuffer.h"
+#include "secretmemory.h"
 
 #include <QString>
 
@@ -46,6 +47,9 @@ private:
     template<typename Call>
     void post(Call call);
 
+    // The typed password passes through the conversation, and libpam keeps its own copies
+    // until the stack has ended: no core dump until both sides have let go.
+    NoCoreDump m_noCoreDump;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     QObject *m_receiver; // null once cancelled

@@ -28,10 +28,10 @@ public:
     explicit PamOwnerAuthenticator(Setup setup, QObject *parent = nullptr);
 
     // canEvaluate() holds when the service is installed and the account has a usable password,
-    // or its status cannot be read (a network account; the stack decides). evaluate() runs the
-    // stack on a worker thread and replies on the context's thread, never within evaluate().
-    // Cancelling the prompt replies false at once; a context let go before its reply cancels
-    // and replies false from its destructor.
+    // or its status cannot be read within seconds (a network account; the stack decides); the
+    // status program runs while the event loop goes on. evaluate() runs the stack on a worker
+    // thread and replies on the context's thread, never within evaluate(). Cancelling the prompt replies
+    // false at once; a context let go before its reply cancels and replies false from its destructor.
     std::unique_ptr<OwnerAuthContext> context() override;
 
 private:

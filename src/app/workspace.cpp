@@ -14,6 +14,9 @@
 
 namespace {
 
+const QString noOwnerAuthText =
+    QStringLiteral("Set a device passcode or biometrics before opening owner access.");
+
 // The origin of a development build that talks to a local service, or none.
 std::optional<QUrl> loopbackOrigin(const QString &origin)
 {
@@ -141,30 +144,41 @@ void Workspace::unlock()
     if (!m_platform.authenticator)
         return;
     std::unique_ptr<OwnerAuthContext> context = m_platform.authenticator->context();
-    if (!context || !context->canEvaluate()) {
-        setMessage(QStringLiteral("Set a device passcode or biometrics before opening owner access."));
+    if (!context) {
+        setMessage(noOwnerAuthText);
         return;
     }
     OwnerAuthContext *asked = context.get();
     m_unlocks.push_back(std::move(context));
-    // The reply may come from any thread; it only hands its result to the GUI thread.
-    asked->evaluate(QStringLiteral("Open your Kelvra owner portal"), [this, asked](bool authenticated) {
+    // Whether the device can authenticate its owner may take the system seconds to tell; the
+    // window goes on meanwhile. Each reply only hands its result to the GUI thread.
+    asked->canEvaluate([this, asked](bool able) {
         QMetaObject::invokeMethod(
-            this, [this, asked, authenticated] { unlockReplied(asked, authenticated); },
+            this, [this, asked, able] { unlockChecked(asked, able); }, Qt::QueuedConnection);
+    });
+}
+
+void Workspace::unlockChecked(OwnerAuthContext *context, bool able)
+{
+    if (!able) {
+        if (letGo(context))
+            setMessage(noOwnerAuthText);
+        return;
+    }
+    if (std::none_of(m_unlocks.begin(), m_unlocks.end(),
+                     [context](const auto &c) { return c.get() == context; }))
+        return;
+    context->evaluate(QStringLiteral("Open your Kelvra owner portal"), [this, context](bool authenticated) {
+        QMetaObject::invokeMethod(
+            this, [this, context, authenticated] { unlockReplied(context, authenticated); },
             Qt::QueuedConnection);
     });
 }
 
 void Workspace::unlockReplied(OwnerAuthContext *context, bool authenticated)
 {
-    const auto used = std::find_if(m_unlocks.begin(), m_unlocks.end(),
-                                   [context](const auto &c) { return c.get() == context; });
-    if (used == m_unlocks.end())
+    if (!letGo(context))
         return;
-    // Let the context go once its reply is handled; not from inside its own call stack.
-    used->release()->deleteLater();
-    m_unlocks.erase(used);
-
     if (!authenticated) {
         setMessage(QStringLiteral("Device verification was not completed."));
         return;
@@ -172,6 +186,18 @@ void Workspace::unlockReplied(OwnerAuthContext *context, bool authenticated)
     setEntered(true);
     setSelectedTab(Account);
     signIn();
+}
+
+bool Workspace::letGo(OwnerAuthContext *context)
+{
+    const auto used = std::find_if(m_unlocks.begin(), m_unlocks.end(),
+                                   [context](const auto &c) { return c.get() == context; });
+    if (used == m_unlocks.end())
+        return false;
+    // Not from inside the context's own call stack.
+    used->release()->deleteLater();
+    m_unlocks.erase(used);
+    return true;
 }
 
 QCoro::Task<> Workspace::signIn()

@@ -107,7 +107,10 @@ signals:
 
 private:
     void applicationStateChanged(Qt::ApplicationState state);
+    void unlockChecked(OwnerAuthContext *context, bool able);
     void unlockReplied(OwnerAuthContext *context, bool authenticated);
+    // Lets an unlock's context go once its outcome is handled; false when it is not one of ours.
+    bool letGo(OwnerAuthContext *context);
     QCoro::Task<> signIn();
     void runCheck();
     bool mayOpen(const QUrl &url) const;

@@ -1,6 +1,7 @@
 #include "owneranswers.h"
 
 #include "json.h"
+#include "secretmemory.h"
 
 std::optional<PortalAnswer> readPortal(const QJsonObject &answer, const QString &host)
 {
@@ -20,11 +21,14 @@ ClaimAnswer readClaim(const QJsonObject &answer)
     // A token beside a pending flag is not taken.
     if (readBool(answer, u"pending").value_or(false))
         return {ClaimAnswer::Kind::Pending};
-    const auto token = readText(answer, u"token");
+    auto token = readText(answer, u"token");
     const auto expires = readNumber(answer, u"expires");
-    if (!token || !expires)
+    if (!token || !expires) {
+        if (token)
+            wipe(*token);
         return {};
-    return {ClaimAnswer::Kind::Granted, *token, *expires};
+    }
+    return {ClaimAnswer::Kind::Granted, std::move(*token), *expires};
 }
 
 bool readAuthenticated(const QJsonObject &answer)

@@ -11,6 +11,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <string.h>
 
 namespace {
 
@@ -37,13 +38,23 @@ QString hex(const QByteArray &bytes)
     return QString::fromLatin1(bytes.toHex());
 }
 
-// 32 secure random bytes as 64 lower-case hex digits; none when the source failed.
+// 32 secure random bytes as 64 lower-case hex digits; none when the source failed. No copy
+// of the bytes or the digits is left behind but the one returned.
 std::optional<QString> makeVerifier(const OwnerSession::RandomSource &random)
 {
     std::array<std::uint8_t, 32> bytes{};
-    if (!random(bytes))
+    const bool drawn = random(bytes);
+    QByteArray raw(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+    explicit_bzero(bytes.data(), bytes.size());
+    if (!drawn) {
+        wipe(raw);
         return std::nullopt;
-    return hex(QByteArray(reinterpret_cast<const char *>(bytes.data()), bytes.size()));
+    }
+    QByteArray digits = raw.toHex();
+    wipe(raw);
+    QString verifier = QString::fromLatin1(digits);
+    wipe(digits);
+    return verifier;
 }
 
 // The local time of day of an expiry given in milliseconds since the epoch. The clamp (about
@@ -74,12 +85,19 @@ OwnerSession::OwnerSession(Service service, QObject *parent)
     , m_client(std::move(service))
 {}
 
+OwnerSession::~OwnerSession()
+{
+    wipe(m_token);
+    wipe(m_verifier);
+}
+
 void OwnerSession::clear()
 {
     ++m_generation;
-    m_token.clear();
+    wipe(m_token);
     m_id.clear();
-    m_verifier.clear();
+    wipe(m_verifier);
+    secretsChanged();
     m_expires = 0;
     setConnected(false);
     setOwner({});
@@ -92,7 +110,22 @@ void OwnerSession::clear()
 QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fields> body)
 {
     QPointer<OwnerSession> self(this);
-    RequestResult result = co_await m_client.send(std::move(path), std::move(body), m_token);
+    // The call gets copies of its own of the token and the body (the verifier), overwritten once
+    // it has returned; the session's own stay its alone, to be wiped when it forgets them.
+    QString token = privateCopy(m_token);
+    std::optional<NoCoreDump> noCoreDump;
+    if (!token.isEmpty())
+        noCoreDump.emplace();
+    if (body) {
+        for (QString &value : *body)
+            value = privateCopy(value);
+    }
+    RequestResult result = co_await m_client.send(std::move(path), body, token);
+    wipeAfterCall(token);
+    if (body) {
+        for (QString &value : *body)
+            wipeAfterCall(value);
+    }
     if (!gone(self) && failedWith(result, SessionError::userAuthenticationRequired))
         clear();
     co_return result;
@@ -100,16 +133,19 @@ QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fie
 
 QCoro::Task<std::optional<QUrl>> OwnerSession::start()
 {
-    const auto verifier = makeVerifier(m_random);
+    auto verifier = makeVerifier(m_random);
     if (!verifier) {
         setStatus(offlineText);
         co_return std::nullopt;
     }
     // Only the challenge goes out now; the verifier proves later, at the claim, that the
     // device claiming the session is the one that started it.
-    m_verifier = *verifier;
-    const QString challenge =
-        hex(QCryptographicHash::hash(m_verifier.toLatin1(), QCryptographicHash::Sha256));
+    wipe(m_verifier);
+    m_verifier = std::move(*verifier);
+    secretsChanged();
+    QByteArray digits = m_verifier.toLatin1();
+    const QString challenge = hex(QCryptographicHash::hash(digits, QCryptographicHash::Sha256));
+    wipe(digits);
 
     // Built apart from the co_await: GCC 12 cannot keep an initializer list across a suspension.
     const Fields body{{QStringLiteral("challenge"), challenge}};
@@ -139,8 +175,8 @@ QCoro::Task<> OwnerSession::check()
     QPointer<OwnerSession> self(this);
 
     if (!m_id.isEmpty()) {
-        const Fields body{{QStringLiteral("id"), m_id}, {QStringLiteral("verifier"), m_verifier}};
-        const RequestResult claim = co_await request(QStringLiteral("/device/claim"), body);
+        Fields body{{QStringLiteral("id"), m_id}, {QStringLiteral("verifier"), m_verifier}};
+        const RequestResult claim = co_await request(QStringLiteral("/device/claim"), std::move(body));
         if (gone(self))
             co_return;
         const auto *answer = std::get_if<QJsonObject>(&claim);
@@ -148,7 +184,7 @@ QCoro::Task<> OwnerSession::check()
             failCheck();
             co_return;
         }
-        const ClaimAnswer claimed = readClaim(*answer);
+        ClaimAnswer claimed = readClaim(*answer);
         if (claimed.kind == ClaimAnswer::Kind::Pending) {
             setStatus(QStringLiteral("Waiting for approval · match code ") + m_code);
             co_return;
@@ -157,12 +193,16 @@ QCoro::Task<> OwnerSession::check()
             failCheck();
             co_return;
         }
-        if (m_generation != generation)
+        if (m_generation != generation) {
+            wipe(claimed.token);
             co_return;
-        m_token = claimed.token;
+        }
+        wipe(m_token);
+        m_token = std::move(claimed.token);
         m_expires = claimed.expires;
         m_id.clear();
-        m_verifier.clear();
+        wipe(m_verifier);
+        secretsChanged();
         setCode({});
     }
 
@@ -210,6 +250,14 @@ QCoro::Task<> OwnerSession::check()
     setHistory(readHistory(*rows));
     setConnected(true);
     setStatus(QStringLiteral("Owner connected · read-only until ") + expiryTime(m_expires));
+}
+
+void OwnerSession::secretsChanged()
+{
+    if (m_token.isEmpty() && m_verifier.isEmpty())
+        m_noCoreDump.reset();
+    else if (!m_noCoreDump)
+        m_noCoreDump.emplace();
 }
 
 void OwnerSession::failCheck()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ownerclient.h"
+#include "secretmemory.h"
 #include "service.h"
 
 #include <QJsonArray>
@@ -18,6 +19,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <utility>
 
 // The owner's read-only access: a device sign-in through the service's passkey portal, the
 // short-lived bearer token it yields, the owner's account and payment history, receipt checks
@@ -42,6 +44,7 @@ public:
     using Clock = std::function<double()>;
 
     explicit OwnerSession(Service service, QObject *parent = nullptr);
+    ~OwnerSession() override;
 
     const QString &status() const { return m_status; }
     const QJsonObject &owner() const { return m_owner; }
@@ -70,6 +73,13 @@ public:
     Q_INVOKABLE QCoro::QmlTask verifyTask(const QString &id);
     Q_INVOKABLE QCoro::QmlTask logoutTask();
 
+    // For tests: where the token and the verifier are held now; null while there is none.
+    std::pair<const void *, const void *> secretsHeldAt() const
+    {
+        return {m_token.isEmpty() ? nullptr : m_token.constData(),
+                m_verifier.isEmpty() ? nullptr : m_verifier.constData()};
+    }
+
     void setRandomSource(RandomSource random) { m_random = std::move(random); }
     void setClock(Clock clock) { m_clock = std::move(clock); }
 
@@ -86,6 +96,8 @@ private:
     QCoro::Task<RequestResult> request(QString path, std::optional<Fields> body = std::nullopt);
     // What a check that could not reach the service or read its answer leaves behind.
     void failCheck();
+    // The process may dump core again once neither the token nor the verifier is held.
+    void secretsChanged();
     // The store went away, or is going, while an operation waited.
     static bool gone(const QPointer<OwnerSession> &self) { return !self || self->m_client.closing(); }
 
@@ -108,6 +120,7 @@ private:
     QString m_verifier; // 64 lower-case hex digits
     double m_expires = 0;
     qint64 m_generation = 0;
+    std::optional<NoCoreDump> m_noCoreDump; // while the token or the verifier is held
 
     RandomSource m_random;
     Clock m_clock;

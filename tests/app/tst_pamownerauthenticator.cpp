@@ -6,10 +6,15 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
+#include <QTimer>
 
 #include <security/pam_appl.h>
 
+#include <cerrno>
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -94,6 +99,7 @@ private slots:
         QPointer<OwnerPrompt> prompt;
         QStringList heard;
         QList<bool> replies;
+        QList<int> dumpableAsked;
         PamOwnerAuthenticator authenticator({.service = service, .serviceDirs = {m_services}});
         connect(&authenticator, &OwnerAuthenticator::promptOpened, this, [&](OwnerPrompt *p) {
             ++opened;
@@ -102,6 +108,7 @@ private slots:
                 if (p->busy() || !p->open())
                     return;
                 heard << p->info() << p->message() + (p->secret() ? "" : "(shown)");
+                dumpableAsked << prctl(PR_GET_DUMPABLE, 0, 0, 0, 0);
                 // From the event loop, as a click would.
                 if (!answers.isEmpty())
                     QMetaObject::invokeMethod(
@@ -134,37 +141,78 @@ private slots:
         QTEST(heard, "heard");
         QCOMPARE(opened, heard.isEmpty() ? 0 : 1);
         QVERIFY(!prompt || (prompt->reason() == reason && !prompt->open() && !prompt->busy()));
+        // No core dump while a conversation could hold the password; possible again after it.
+        QCOMPARE(dumpableAsked, QList<int>(dumpableAsked.size(), 0));
+        QTRY_COMPARE(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 1);
     }
 
     void canEvaluate_data()
     {
         QTest::addColumn<QStringList>("serviceDirs");
         QTest::addColumn<QStringList>("status"); // the password status command, given the user name
+        // "held": the status waits for the test to release it; "let go": the context goes meanwhile
+        QTest::addColumn<QString>("twist");
         QTest::addColumn<bool>("expected");
         const auto sh = [](const QString &script) { return QStringList{"/bin/sh", "-c", script, "status"}; };
         const auto says = [&sh](const QString &line) { return sh("printf '" + line + "\\n' \"$1\""); };
         const QStringList here{m_services};
         const QStringList usable = says("%s P 05/20/2025 0 99999 7 -1");
-        addRow("usable password", here, usable, true);
-        addRow("no password", here, says("%s NP 05/20/2025 0 99999 7 -1"), false);
-        addRow("locked", here, says("%s L 05/20/2025 0 99999 7 -1"), false);
-        addRow("locked, long form", here, says("%s LK 2025-05-20 (Password locked.)"), false);
-        addRow("service in a later directory", QStringList{"/nonexistent", m_services}, usable, true);
-        addRow("service not installed", QStringList{"/nonexistent"}, usable, false);
-        addRow("status fails: the stack decides", here, QStringList{"/bin/false"}, true);
-        addRow("no status program", here, QStringList{"/nonexistent/passwd", "-S"}, true);
-        addRow("another account's status is not ours", here, says("someone-else L 05/20/2025"), true);
-        addRow("unknown status letter", here, says("%s X 05/20/2025"), true);
+        // Reads one line from the release pipe first; only the test writes it.
+        const QStringList held = sh("read x < '" + m_dir.filePath("release") + "'; echo \"$1 L\"");
+        addRow("usable password", here, usable, "", true);
+        addRow("no password", here, says("%s NP 05/20/2025 0 99999 7 -1"), "", false);
+        addRow("locked", here, says("%s L 05/20/2025 0 99999 7 -1"), "", false);
+        addRow("locked, long form", here, says("%s LK 2025-05-20 (Password locked.)"), "", false);
+        addRow("service in a later directory", QStringList{"/nonexistent", m_services}, usable, "", true);
+        addRow("service not installed", QStringList{"/nonexistent"}, usable, "", false);
+        addRow("status fails: the stack decides", here, QStringList{"/bin/false"}, "", true);
+        addRow("no status program", here, QStringList{"/nonexistent/passwd", "-S"}, "", true);
+        addRow("another account's status is not ours", here, says("someone-else L 05/20/2025"), "", true);
+        addRow("unknown status letter", here, says("%s X 05/20/2025"), "", true);
         addRow("status read in the C locale", here, sh(R"([ "$LC_ALL" = C ] && s=P || s=L; echo "$1 $s 1")"),
-               true);
+               "", true);
+        addRow("slow status: the event loop goes on, the answer stands", here, held, "held", false);
+        addRow("context let go while the status is read", here, held, "let go", false);
     }
 
     void canEvaluate()
     {
         QFETCH(QStringList, serviceDirs);
         QFETCH(QStringList, status);
+        QFETCH(QString, twist);
+        const QByteArray release = QFile::encodeName(m_dir.filePath("release"));
+        QFile::remove(m_dir.filePath("release"));
+        QCOMPARE(mkfifo(release.constData(), 0600), 0);
         PamOwnerAuthenticator authenticator({.serviceDirs = serviceDirs, .passwordStatus = status});
-        QTEST(authenticator.context()->canEvaluate(), "expected");
+        std::unique_ptr<OwnerAuthContext> context = authenticator.context();
+        QList<bool> replies;
+        context->canEvaluate([&](bool able) {
+            replies << able;
+            QCOMPARE(QThread::currentThread(), thread());
+        });
+        QVERIFY(replies.isEmpty()); // never within the call
+        if (!twist.isEmpty()) {
+            bool turned = false;
+            QTimer::singleShot(0, this, [&turned] { turned = true; });
+            // The event loop turns while the status program waits at the pipe for the test.
+            QTRY_VERIFY(turned);
+            int pipe = -1;
+            QTRY_VERIFY((pipe = open(release.constData(), O_WRONLY | O_NONBLOCK)) >= 0);
+            QVERIFY(replies.isEmpty());
+            if (twist == "let go") {
+                context.reset();
+                close(pipe);
+                // Gone with its context: nobody reads the pipe any more, and nothing replies.
+                QCOMPARE(open(release.constData(), O_WRONLY | O_NONBLOCK), -1);
+                QCOMPARE(errno, ENXIO);
+                QVERIFY(replies.isEmpty());
+                return;
+            }
+            QCOMPARE(write(pipe, "\n", 1), 1);
+            close(pipe);
+        }
+        QTRY_COMPARE(replies.size(), 1);
+        QTEST(replies.first(), "expected");
     }
 };
 

@@ -31,11 +31,14 @@ int authenticateAsAccount(int argc, char **argv)
         QObject::connect(prompt, &OwnerPrompt::busyChanged, prompt, respond, Qt::QueuedConnection);
     });
     auto context = authenticator.context();
-    const bool available = context->canEvaluate();
+    bool available = false;
     bool authenticated = false;
-    context->evaluate(QStringLiteral("Open your Kelvra owner portal"), [&](bool ok) {
-        authenticated = ok;
-        app.quit();
+    context->canEvaluate([&](bool able) {
+        available = able;
+        context->evaluate(QStringLiteral("Open your Kelvra owner portal"), [&](bool ok) {
+            authenticated = ok;
+            app.quit();
+        });
     });
     app.exec();
     return (available ? 0 : 2) | (authenticated ? 0 : 1);

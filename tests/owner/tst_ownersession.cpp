@@ -1,13 +1,16 @@
 #include "ownersession.h"
 #include "quiet.h"
 #include "regionformat.h"
+#include "secretmemory.h"
 #include "testservice.h"
 
 #include <QCoroTask>
 #include <QJsonArray>
 #include <QTest>
 
+#include <algorithm>
 #include <numeric>
+#include <sys/prctl.h>
 
 using namespace std::chrono_literals;
 using Answers = QList<TestService::Answer>;
@@ -166,6 +169,70 @@ private slots:
         if (owner->generation())
             QCoro::waitFor(owner->check());
         QCOMPARE(requests().mid(1), expected);
+    }
+
+    // However the session ends, the buffers that held the verifier and the token are overwritten
+    // before they are released, and the process cannot dump core while either is held.
+    void secrets_data()
+    {
+        QTest::addColumn<QString>("end");
+        addRow("signed out", "logout");
+        addRow("the service forgot the token", "401");
+        addRow("the store let go", "reset");
+        addRow("forgotten while a request still has it", "clear");
+    }
+
+    void secrets()
+    {
+        QFETCH(QString, end);
+        static QList<std::pair<const void *, std::size_t>> wiped; // each buffer as overwritten
+        wiped.clear();
+        setWipeWatcher([](const void *data, std::size_t bytes) { wiped.append({data, bytes}); });
+        const auto wipedAt = [](const void *data) {
+            return std::any_of(wiped.cbegin(), wiped.cend(),
+                               [data](const auto &w) { return w.first == data; });
+        };
+        const QString secret = "a-long-bearer-token";
+        // The session's own token and the copy that each request that sent it had.
+        const auto tokenWipes = [&secret] {
+            return std::count_if(wiped.cbegin(), wiped.cend(),
+                                 [&](const auto &w) { return w.second == secret.size() * sizeof(QChar); });
+        };
+        const auto dumpable = [] { return prctl(PR_GET_DUMPABLE, 0, 0, 0, 0); };
+        QTRY_COMPARE(dumpable(), 1); // requests an earlier test left behind have ended
+        auto owner = session();
+        startSignIn(*owner);
+        const void *verifier = owner->secretsHeldAt().second;
+        QVERIFY(verifier && dumpable() == 0);
+        service->on("/device/claim", json(QJsonObject{{"token", secret}, {"expires", now + 1}}));
+        service->on("/device/status",
+                    end == "401" ? json(QJsonObject{}, 401) : json(QJsonObject{{"authenticated", true}}));
+        end == "clear" ? service->stall("/api/account")
+                       : service->on("/api/account", json(QJsonObject{}, 503));
+        service->onJson("/device/logout", QJsonObject{});
+        const void *token = nullptr;
+        connect(service.get(), &TestService::received, this, [&](const QString &path) {
+            if (path == "/device/status")
+                token = owner->secretsHeldAt().first;
+        });
+        auto check = owner->check();
+        QTRY_VERIFY(check.isReady() || service->count("/api/account") == 1);
+        QVERIFY(token && token != verifier && wipedAt(verifier));
+        QCOMPARE(dumpable(), end == "401" ? 1 : 0);
+        if (end == "logout") {
+            QCoro::waitFor(owner->logout());
+        } else if (end == "clear") {
+            owner->clear();
+            QVERIFY(wipedAt(token));
+            QCOMPARE(dumpable(), 0); // the request under way holds a copy
+        }
+        owner.reset();
+        QTRY_VERIFY(check.isReady());
+        QVERIFY(wipedAt(token));
+        const int sent = end == "logout" ? 3 : end == "401" ? 1 : 2; // status, account, logout
+        QCOMPARE(tokenWipes(), 1 + sent);
+        QCOMPARE(dumpable(), 1);
+        setWipeWatcher(nullptr);
     }
 
     void signedIn()

@@ -10,7 +10,12 @@ public:
         : m_owner(owner)
     {}
 
-    bool canEvaluate() override { return m_owner && m_owner->m_available; }
+    void canEvaluate(std::function<void(bool)> reply) override
+    {
+        QMetaObject::invokeMethod(
+            this, [reply = std::move(reply), able = m_owner && m_owner->m_available] { reply(able); },
+            Qt::QueuedConnection);
+    }
 
     void evaluate(const QString &reason, std::function<void(bool)> reply) override
     {

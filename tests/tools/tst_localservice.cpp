@@ -7,16 +7,21 @@
 #include <QJsonDocument>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTest>
 #include <QTimer>
 
+#include <array>
 #include <map>
+#include <memory>
 
 namespace {
 
 constexpr char J[] = "Content-Type: application/json\r\n";
 constexpr char F[] = "Content-Type: application/x-www-form-urlencoded\r\n";
+// What a browser adds to a form it posts from one of the service's own pages.
+constexpr char B[] = "Origin: http://127.0.0.1:{port}\r\nSec-Fetch-Site: same-origin\r\n";
 // Short, so that a token can expire within the run; long enough for one test to finish.
 constexpr std::chrono::milliseconds lifetime(2000);
 
@@ -117,7 +122,15 @@ class TestLocalService : public QObject
         const QUrl portal(signIn["approvalUrl"].toString());
         signIn["verifier"] = QString::fromLatin1(verifier);
         signIn["portal"] = portal.path();
+        signIn["form"] = formToken(get(portal.path().toLatin1()));
         return portal.adjusted(QUrl::RemovePath).toString() == "http://" + origin ? signIn : SignIn();
+    }
+
+    // The token that the form on a page carries.
+    static QString formToken(const Reply &page)
+    {
+        static const QRegularExpression hidden("<input type=\"hidden\" name=\"token\" value=\"([^\"]+)\">");
+        return hidden.match(QString::fromUtf8(page.body())).captured(1);
     }
 
     // Opens the portal page and presses one of its buttons as a browser would; the status of that
@@ -132,9 +145,10 @@ class TestLocalService : public QObject
                 .match(QString::fromUtf8(page.body()));
         const QByteArray code = signIn["code"].toString().toUtf8();
         if (!page.header("Content-Type").startsWith("text/html") || page.header("X-Frame-Options") != "DENY"
-            || code.isEmpty() || !page.body().contains(code) || !form.hasMatch())
+            || code.isEmpty() || !page.body().contains(code) || !form.hasMatch() || formToken(page).isEmpty())
             return 0;
-        return send("POST " + form.captured(1).toLatin1(), F, (form.captured(2) + '=' + choice).toLatin1())
+        return send("POST " + form.captured(1).toLatin1(), QByteArray(F) + B,
+                    (form.captured(2) + '=' + choice + "&token=" + formToken(page)).toLatin1())
             .status();
     }
 
@@ -169,7 +183,10 @@ private slots:
         QCOMPARE(claim(signIn).object(), QJsonObject({{"pending", true}}));
         QCOMPARE(decide(signIn, "approve"), 200);
         // Decided once; a wrong verifier is refused and leaves the sign-in to its rightful claimer.
-        QCOMPARE(send("POST " + signIn["portal"].toString().toLatin1(), F, "decision=deny").status(), 409);
+        QCOMPARE(send("POST " + signIn["portal"].toString().toLatin1(), F,
+                      "decision=deny&token=" + signIn["form"].toString().toLatin1())
+                     .status(),
+                 409);
         SignIn forged = signIn;
         forged["verifier"] = "wrong";
         QCOMPARE(claim(forged).status(), 403);
@@ -215,7 +232,9 @@ private slots:
     void permissionSwitch()
     {
         for (const bool active : {false, true}) {
-            const Reply set = send("POST /contest/permission", F, active ? "active=true" : "active=false");
+            const QByteArray token = formToken(get("/demo.html")).toLatin1();
+            const Reply set = send("POST /contest/permission", QByteArray(F) + B,
+                                   (active ? "active=true&token=" : "active=false&token=") + token);
             QVERIFY(set.status() == 303 && set.header("Location") == "/demo.html");
             QCOMPARE(get("/contest/status").object()["active"], QJsonValue(active));
             // The demo page offers the opposite switch.
@@ -261,12 +280,37 @@ private slots:
         addRow("logout: signed-out token", "POST /device/logout", token.arg("out"), none, 401);
         addRow("logout: body not JSON", "POST /device/logout", J + token.arg("live"), "{", 400);
         addRow("portal: unknown id", "GET /portal/nobody", none, none, 404);
-        addRow("portal: approve unknown id", "POST /portal/nobody", F, "decision=approve", 404);
-        addRow("portal: odd decision", "POST /portal/{id}", F, "decision=maybe", 400);
-        addRow("portal: no decision", "POST /portal/{id}", F, "other=1", 400);
-        addRow("portal: two decisions", "POST /portal/{id}", F, "decision=deny&decision=approve", 400);
-        addRow("portal: sent as JSON", "POST /portal/{id}", J, R"({"decision":"approve"})", 415);
-        addRow("permission: odd value", "POST /contest/permission", F, "active=yes", 400);
+        addRow("portal: approve unknown id", "POST /portal/nobody", F, "decision=approve&token={form}", 404);
+        addRow("portal: odd decision", "POST /portal/{id}", F, "decision=maybe&token={form}", 400);
+        addRow("portal: no decision", "POST /portal/{id}", F, "other=1&token={form}", 400);
+        addRow("portal: two decisions", "POST /portal/{id}", F, "decision=deny&decision=approve&token={form}",
+               400);
+        addRow("portal: sent as JSON", "POST /portal/{id}", J, R"({"decision":"approve","token":"{form}"})",
+               415);
+        // Another site's page that posts a form here, knowing the sign-in's id.
+        const QString browser = QString(F) + B;
+        const QString approve = "decision=approve&token={form}";
+        addRow("portal: no token", "POST /portal/{id}", browser, "decision=approve", 403);
+        addRow("portal: wrong token", "POST /portal/{id}", browser, "decision=approve&token=0{form}", 403);
+        addRow("portal: another sign-in's token", "POST /portal/{id}", browser,
+               "decision=approve&token={other}", 403);
+        addRow("portal: cross-site Origin", "POST /portal/{id}",
+               F + QString("Origin: http://evil.example\r\n"), approve, 403);
+        addRow("portal: hidden Origin", "POST /portal/{id}", F + QString("Origin: null\r\n"), approve, 403);
+        addRow("portal: Origin on another port", "POST /portal/{id}",
+               F + QString("Origin: http://127.0.0.1:1\r\n"), approve, 403);
+        addRow("portal: Sec-Fetch-Site cross-site", "POST /portal/{id}",
+               F + QString("Sec-Fetch-Site: cross-site\r\n"), approve, 403);
+        addRow("portal: Sec-Fetch-Site same-site", "POST /portal/{id}",
+               F + QString("Sec-Fetch-Site: same-site\r\n"), approve, 403);
+        addRow("permission: odd value", "POST /contest/permission", F, "active=yes&token={demo}", 400);
+        addRow("permission: no token", "POST /contest/permission", browser, "active=false", 403);
+        addRow("permission: wrong token", "POST /contest/permission", browser, "active=false&token={form}",
+               403);
+        addRow("permission: cross-site Origin", "POST /contest/permission",
+               F + QString("Origin: http://evil.example\r\n"), "active=false&token={demo}", 403);
+        addRow("permission: Sec-Fetch-Site same-site", "POST /contest/permission",
+               F + QString("Sec-Fetch-Site: same-site\r\n"), "active=false&token={demo}", 403);
         addRow("market data: POST", "POST /market-data", none, none, 405);
         addRow("unknown path", "GET /device/nothing", none, none, 404);
         // A page elsewhere whose host name resolves to 127.0.0.1 must not reach the service.
@@ -280,7 +324,11 @@ private slots:
         QFETCH(QString, body);
         const SignIn waiting = begin();
         m_held["id"] = waiting["id"].toString().toLatin1();
+        m_held["form"] = waiting["form"].toString().toLatin1();
+        m_held["other"] = begin()["form"].toString().toLatin1();
+        m_held["demo"] = formToken(get("/demo.html")).toLatin1();
         m_held["live"] = signedIn();
+        const bool active = m_service.agentActive();
         const Reply reply = send(request.toUtf8(), headers.toUtf8(), body.toUtf8());
         QTEST(reply.status(), "status");
         QVERIFY2(reply.isError(), reply.raw.constData());
@@ -289,6 +337,44 @@ private slots:
         // Refused, it changed nothing: the waiting sign-in is still undecided, the session live.
         QCOMPARE(claim(waiting).object(), QJsonObject({{"pending", true}}));
         QCOMPARE(get("/device/status", m_held["live"]).status(), 200);
+        QCOMPARE(m_service.agentActive(), active);
+    }
+
+    // Connections beyond the cap are closed as they come; one that sends nothing is closed.
+    void connections()
+    {
+        const auto limited = [](int most, std::chrono::milliseconds idle) {
+            auto service =
+                std::make_unique<LocalService>(OwnerRecords(QDateTime::currentDateTimeUtc()), lifetime);
+            service->setConnectionLimits(most, idle);
+            return service->start() ? std::move(service) : nullptr;
+        };
+        const auto reach = [](QTcpSocket &socket, const LocalService &service) {
+            socket.connectToHost(QHostAddress::LocalHost, service.port());
+            return socket.waitForConnected();
+        };
+        const auto capped = limited(2, std::chrono::hours(1));
+        QVERIFY(capped);
+        std::array<QTcpSocket, 3> sockets;
+        for (QTcpSocket &socket : sockets)
+            QVERIFY(reach(socket, *capped));
+        QSignalSpy third(&sockets[2], &QTcpSocket::disconnected);
+        QVERIFY(third.wait());
+        // The two within the cap are served.
+        sockets[0].write("GET /contest/status HTTP/1.1\r\nHost: 127.0.0.1:"
+                         + QByteArray::number(capped->port()) + "\r\n\r\n");
+        QByteArray answer;
+        QTRY_VERIFY((answer += sockets[0].readAll()).size() > 12);
+        QVERIFY2(answer.startsWith("HTTP/1.1 200 "), answer.constData());
+        QCOMPARE(sockets[1].state(), QAbstractSocket::ConnectedState);
+
+        const auto idling = limited(8, std::chrono::milliseconds(200));
+        QVERIFY(idling);
+        QTcpSocket silent;
+        QVERIFY(reach(silent, *idling));
+        QSignalSpy closed(&silent, &QTcpSocket::disconnected);
+        QVERIFY(closed.wait());
+        QVERIFY(silent.readAll().isEmpty());
     }
 
     // The benchmark asks for the largest history the app takes: exactly that size, every payment whole.

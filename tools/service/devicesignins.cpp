@@ -4,21 +4,6 @@
 
 #include <QCryptographicHash>
 
-namespace {
-
-// Compares in time that does not depend on where the texts first differ.
-bool sameText(const QByteArray &a, const QByteArray &b)
-{
-    if (a.size() != b.size())
-        return false;
-    unsigned char difference = 0;
-    for (qsizetype i = 0; i < a.size(); ++i)
-        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
-    return difference == 0;
-}
-
-} // namespace
-
 bool DeviceSignIns::isHexDigest(const QString &text)
 {
     if (text.size() != 64)
@@ -36,7 +21,7 @@ std::optional<DeviceSignIns::Started> DeviceSignIns::start(const QString &challe
     if (m_entries.size() >= capacity)
         return std::nullopt;
     Started started{randomHex(16), randomCode(4)};
-    m_entries.insert(started.id, Entry{challenge, started.code, State::Pending, now});
+    m_entries.insert(started.id, Entry{challenge, started.code, randomHex(16), State::Pending, now});
     return started;
 }
 
@@ -54,11 +39,21 @@ std::optional<QString> DeviceSignIns::code(const QString &id, qint64 now)
     return std::nullopt;
 }
 
-DeviceSignIns::Decision DeviceSignIns::decide(const QString &id, bool approve, qint64 now)
+std::optional<QString> DeviceSignIns::formToken(const QString &id, qint64 now)
+{
+    if (const Entry *entry = find(id, now))
+        return entry->formToken;
+    return std::nullopt;
+}
+
+DeviceSignIns::Decision DeviceSignIns::decide(const QString &id, bool approve, const QString &formToken,
+                                              qint64 now)
 {
     Entry *entry = find(id, now);
     if (!entry)
         return Decision::Unknown;
+    if (!sameSecret(formToken.toLatin1(), entry->formToken.toLatin1()))
+        return Decision::Forged;
     if (entry->state != State::Pending)
         return Decision::AlreadyDecided;
     entry->state = approve ? State::Approved : State::Denied;
@@ -71,7 +66,7 @@ DeviceSignIns::Claim DeviceSignIns::claim(const QString &id, const QString &veri
     if (!entry)
         return Claim::Unknown;
     const QByteArray digest = QCryptographicHash::hash(verifier.toUtf8(), QCryptographicHash::Sha256).toHex();
-    if (!sameText(digest, entry->challenge.toLatin1()))
+    if (!sameSecret(digest, entry->challenge.toLatin1()))
         return Claim::WrongVerifier;
     switch (entry->state) {
     case State::Pending:

@@ -14,7 +14,7 @@ class DeviceSignIns
 {
 public:
     enum class State { Pending, Approved, Denied, Claimed };
-    enum class Decision { Done, Unknown, AlreadyDecided };
+    enum class Decision { Done, Unknown, Forged, AlreadyDecided };
     enum class Claim { Pending, Granted, Unknown, WrongVerifier, Denied, AlreadyClaimed };
 
     struct Started
@@ -35,7 +35,10 @@ public:
     std::optional<Started> start(const QString &challenge, qint64 now);
     std::optional<State> state(const QString &id, qint64 now);
     std::optional<QString> code(const QString &id, qint64 now);
-    Decision decide(const QString &id, bool approve, qint64 now);
+    // The token the portal page's form carries, drawn at the start: only a post that sends it
+    // back came from that page, not from a form on another site that posts to the portal.
+    std::optional<QString> formToken(const QString &id, qint64 now);
+    Decision decide(const QString &id, bool approve, const QString &formToken, qint64 now);
     // A wrong verifier leaves the sign-in as it was; a granted claim marks it claimed, so that it
     // is granted once and a replay is told apart from an id never seen.
     Claim claim(const QString &id, const QString &verifier, qint64 now);
@@ -45,6 +48,7 @@ private:
     {
         QString challenge;
         QString code;
+        QString formToken;
         State state = State::Pending;
         qint64 started = 0;
     };

@@ -1,6 +1,7 @@
 #include "localservice.h"
 
 #include "pages.h"
+#include "randomtext.h"
 #include "requestparts.h"
 
 #include <QDateTime>
@@ -13,6 +14,12 @@ namespace {
 QByteArray methodName(Method method)
 {
     return method == Method::Post ? QByteArrayLiteral("POST") : QByteArrayLiteral("GET");
+}
+
+LoopbackHttp::Answer forgedText()
+{
+    return LoopbackHttp::error(403,
+                               QStringLiteral("the form's token is missing or wrong; post it from its page"));
 }
 
 // The vault: 25 kUSD, of which the agent may still spend 1.5 kUSD.
@@ -60,8 +67,10 @@ LocalService::LocalService(OwnerRecords records, std::chrono::milliseconds token
       }
     , m_records(std::move(records))
     , m_sessions(tokenLifetime)
+    , m_demoToken(randomHex(16))
 {
     setBodyLimit(bodyLimit);
+    setConnectionLimits(connectionLimit, idleLimit);
 }
 
 void LocalService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder)
@@ -114,7 +123,7 @@ LoopbackHttp::Answer LocalService::home(const Call &)
 
 LoopbackHttp::Answer LocalService::demo(const Call &)
 {
-    return html(demoPage(m_agentActive));
+    return html(demoPage(m_agentActive, m_demoToken));
 }
 
 LoopbackHttp::Answer LocalService::competition(const Call &)
@@ -142,6 +151,8 @@ LoopbackHttp::Answer LocalService::setPermission(const Call &call)
     const QString &value = std::get<QString>(active);
     if (value != QLatin1String("true") && value != QLatin1String("false"))
         return error(400, QStringLiteral("\"active\" must be true or false"));
+    if (const auto refusal = forged(call, m_demoToken))
+        return *refusal;
     m_agentActive = value == QLatin1String("true");
     // Back to the demo page, as a browser expects after a form.
     Answer answer = json(QJsonObject{{QStringLiteral("active"), m_agentActive}}, 303);
@@ -208,8 +219,8 @@ LoopbackHttp::Answer LocalService::portal(const Call &call)
     const auto state = m_signIns.state(call.tail, call.now);
     if (!state)
         return error(404, QStringLiteral("no such sign-in, or it has lapsed"));
-    return html(
-        portalPage(call.tail, m_signIns.code(call.tail, call.now).value_or(QString()), portalView(*state)));
+    return html(portalPage(call.tail, m_signIns.code(call.tail, call.now).value_or(QString()),
+                           m_signIns.formToken(call.tail, call.now).value_or(QString()), portalView(*state)));
 }
 
 LoopbackHttp::Answer LocalService::decide(const Call &call)
@@ -221,15 +232,21 @@ LoopbackHttp::Answer LocalService::decide(const Call &call)
     if (value != QLatin1String("approve") && value != QLatin1String("deny"))
         return error(400, QStringLiteral("\"decision\" must be approve or deny"));
     const bool approve = value == QLatin1String("approve");
-    switch (m_signIns.decide(call.tail, approve, call.now)) {
+    if (const auto refusal = crossSite(call.request, call.origin))
+        return *refusal;
+    const auto token = formField(call.request, QStringLiteral("token"));
+    const QString *sent = std::get_if<QString>(&token);
+    switch (m_signIns.decide(call.tail, approve, sent ? *sent : QString(), call.now)) {
     case DeviceSignIns::Decision::Unknown:
         return error(404, QStringLiteral("no such sign-in, or it has lapsed"));
+    case DeviceSignIns::Decision::Forged:
+        return forgedText();
     case DeviceSignIns::Decision::AlreadyDecided:
         return error(409, QStringLiteral("this sign-in has been decided already"));
     case DeviceSignIns::Decision::Done:
         break;
     }
-    return html(portalPage(call.tail, {}, approve ? PortalView::Approved : PortalView::Denied));
+    return html(portalPage(call.tail, {}, {}, approve ? PortalView::Approved : PortalView::Denied));
 }
 
 LoopbackHttp::Answer LocalService::sessionStatus(const Call &)
@@ -265,6 +282,17 @@ LoopbackHttp::Answer LocalService::receipt(const Call &call)
     if (!receipt)
         return error(404, QStringLiteral("no payment with this id"));
     return json(*receipt);
+}
+
+std::optional<LoopbackHttp::Answer> LocalService::forged(const Call &call, const QString &expected)
+{
+    if (auto refusal = crossSite(call.request, call.origin))
+        return refusal;
+    const auto token = formField(call.request, QStringLiteral("token"));
+    const QString *sent = std::get_if<QString>(&token);
+    if (!sent || !sameSecret(sent->toLatin1(), expected.toLatin1()))
+        return forgedText();
+    return std::nullopt;
 }
 
 LoopbackHttp::Answer LocalService::html(const QByteArray &page, int status)

@@ -19,6 +19,9 @@ class LocalService : public LoopbackHttp
 public:
     // Requests with a longer body are refused.
     static constexpr qsizetype bodyLimit = 16 * 1024;
+    // More connections at once are refused; one that sends nothing for this long is closed.
+    static constexpr int connectionLimit = 64;
+    static constexpr std::chrono::seconds idleLimit{10};
 
     LocalService(OwnerRecords records, std::chrono::milliseconds tokenLifetime, QObject *parent = nullptr);
 
@@ -64,6 +67,8 @@ private:
     Answer receipt(const Call &call);
 
     static Answer html(const QByteArray &page, int status = 200);
+    // A form posted from anywhere but its own page, `expected` being the token the page carries.
+    static std::optional<Answer> forged(const Call &call, const QString &expected);
 
     const QList<Route> m_routes;
     MarketFeed m_market;
@@ -71,4 +76,5 @@ private:
     DeviceSignIns m_signIns;
     Sessions m_sessions;
     bool m_agentActive = true;
+    const QString m_demoToken; // what the demo page's form carries
 };

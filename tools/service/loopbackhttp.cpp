@@ -19,14 +19,18 @@ namespace {
 
 // Qt's server takes in a whole request, however long, before it hands it over: a body of 64 MiB
 // held the service at 250 MB. This listener stands in front of it and counts the bytes of each
-// request as they arrive; one that grows past the limit is answered 413 and closed there.
+// request as they arrive; one that grows past the limit is answered 413 and closed there. Nor
+// does Qt's server limit how many connections it keeps, or for how long one may sit silent:
+// the listener closes those beyond its cap as they come, and those idle for too long.
 class GuardedListener : public QTcpServer
 {
 public:
-    GuardedListener(QAbstractHttpServer *http, qsizetype limit)
+    GuardedListener(QAbstractHttpServer *http, qsizetype limit, int most, std::chrono::milliseconds idle)
         : QTcpServer(http)
         , m_http(http)
         , m_limit(limit)
+        , m_most(most)
+        , m_idle(idle)
     {}
 
 protected:
@@ -36,6 +40,23 @@ protected:
         if (!socket->setSocketDescriptor(descriptor)) {
             delete socket;
             return;
+        }
+        if (m_most > 0 && m_open >= m_most) {
+            socket->abort();
+            delete socket;
+            return;
+        }
+        ++m_open;
+        // Qt's server lets a socket go once its peer has closed.
+        connect(socket, &QObject::destroyed, this, [this] { --m_open; });
+        if (m_idle.count() > 0) {
+            auto *idle = new QTimer(socket);
+            idle->setSingleShot(true);
+            idle->setInterval(m_idle);
+            connect(idle, &QTimer::timeout, socket, &QTcpSocket::disconnectFromHost);
+            connect(socket, &QTcpSocket::readyRead, idle, qOverload<>(&QTimer::start));
+            connect(socket, &QTcpSocket::bytesWritten, idle, qOverload<>(&QTimer::start));
+            idle->start();
         }
         if (m_limit > 0) {
             // Connected before Qt's server connects its own reader, so it sees new bytes first.
@@ -77,13 +98,17 @@ private:
 
     QAbstractHttpServer *m_http;
     qsizetype m_limit;
+    int m_most;
+    std::chrono::milliseconds m_idle;
+    int m_open = 0;
 };
 
 } // namespace
 
 bool LoopbackHttp::start(quint16 port)
 {
-    auto *listener = new GuardedListener(this, m_bodyLimit > 0 ? m_bodyLimit + headRoom : 0);
+    auto *listener = new GuardedListener(this, m_bodyLimit > 0 ? m_bodyLimit + headRoom : 0,
+                                         m_mostConnections, m_idleLimit);
     if (!listener->listen(QHostAddress::LocalHost, port)) {
         delete listener;
         return false;

@@ -37,6 +37,13 @@ public:
     void setBodyLimit(qsizetype bytes) { m_bodyLimit = bytes; }
     // Room for the request line and headers beside the body.
     static constexpr qsizetype headRoom = 8 * 1024;
+    // At most `most` connections at once, those beyond closed as they come; a connection on
+    // which nothing has arrived or left for `idle` is closed. 0 sets no limit. Call before start().
+    void setConnectionLimits(int most, std::chrono::milliseconds idle)
+    {
+        m_mostConnections = most;
+        m_idleLimit = idle;
+    }
 
     static Answer json(const QJsonValue &value, int status = 200);
     // {"error": message} with the status.
@@ -54,4 +61,6 @@ private:
 
     quint16 m_port = 0;
     qsizetype m_bodyLimit = 0;
+    int m_mostConnections = 0;
+    std::chrono::milliseconds m_idleLimit{0};
 };

@@ -40,7 +40,7 @@ QByteArray homePage()
                        "at <a href=\"/market-data\">/market-data</a>.</p></section>"));
 }
 
-QByteArray demoPage(bool agentActive)
+QByteArray demoPage(bool agentActive, const QString &formToken)
 {
     const QString state = agentActive ? QStringLiteral("The agent's spending permission is <b>on</b>.")
                                       : QStringLiteral("The agent's spending permission is <b>revoked</b>.");
@@ -58,9 +58,11 @@ QByteArray demoPage(bool agentActive)
                        "app.</li></ol>"
                        "<h2>Agent permission</h2><p>%1</p>"
                        "<form method=\"post\" action=\"/contest/permission\">"
+                       "<input type=\"hidden\" name=\"token\" value=\"%4\">"
                        "<input type=\"hidden\" name=\"active\" value=\"%2\">"
                        "<button type=\"submit\">%3</button></form>")
-            .arg(state, agentActive ? QStringLiteral("false") : QStringLiteral("true"), button));
+            .arg(state, agentActive ? QStringLiteral("false") : QStringLiteral("true"), button,
+                 formToken.toHtmlEscaped()));
 }
 
 QByteArray competitionPage()
@@ -77,7 +79,7 @@ QByteArray competitionPage()
                        "demo</a>.</li></ul>"));
 }
 
-QByteArray portalPage(const QString &id, const QString &code, PortalView view)
+QByteArray portalPage(const QString &id, const QString &code, const QString &formToken, PortalView view)
 {
     switch (view) {
     case PortalView::Waiting:
@@ -85,10 +87,11 @@ QByteArray portalPage(const QString &id, const QString &code, PortalView view)
                     QStringLiteral("<p>A Kelvra app asks for read-only access to your account. Approve "
                                    "only if it shows this match code:</p><p class=\"code\">%1</p>"
                                    "<form method=\"post\" action=\"/portal/%2\">"
+                                   "<input type=\"hidden\" name=\"token\" value=\"%3\">"
                                    "<button type=\"submit\" name=\"decision\" value=\"approve\">Approve"
                                    "</button><button type=\"submit\" name=\"decision\" value=\"deny\">"
                                    "Deny</button></form>")
-                        .arg(code.toHtmlEscaped(), id.toHtmlEscaped()));
+                        .arg(code.toHtmlEscaped(), id.toHtmlEscaped(), formToken.toHtmlEscaped()));
     case PortalView::Approved:
         return page(QStringLiteral("Sign-in approved"),
                     QStringLiteral("<p>Return to the Kelvra app; it connects by itself.</p>"));

@@ -22,3 +22,13 @@ QString randomCode(int length)
         code.append(QChar::fromLatin1(alphabet[QRandomGenerator::system()->bounded(size)]));
     return code;
 }
+
+bool sameSecret(const QByteArray &a, const QByteArray &b)
+{
+    if (a.size() != b.size())
+        return false;
+    unsigned char difference = 0;
+    for (qsizetype i = 0; i < a.size(); ++i)
+        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
+    return difference == 0;
+}

@@ -37,6 +37,16 @@ std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerReque
                                                    "localhost"));
 }
 
+std::optional<LoopbackHttp::Answer> crossSite(const QHttpServerRequest &request, const QString &origin)
+{
+    const QByteArray from = request.value("Origin");
+    const QByteArray site = request.value("Sec-Fetch-Site").trimmed().toLower();
+    // A browser that hides where a form came from sends "null".
+    if ((!from.isEmpty() && from != origin.toLatin1()) || site == "cross-site" || site == "same-site")
+        return LoopbackHttp::error(403, QStringLiteral("forms are taken only from this service's own pages"));
+    return std::nullopt;
+}
+
 std::optional<QString> bearerToken(const QHttpServerRequest &request)
 {
     const QByteArray value = request.value("Authorization");

@@ -17,6 +17,12 @@
 // is refused, so a web page whose host name merely resolves to 127.0.0.1 cannot use the service.
 std::variant<QString, LoopbackHttp::Answer> requestOrigin(const QHttpServerRequest &request, quint16 port);
 
+// Refuses a form that another site's page posts here: an Origin header other than `origin` (as
+// the client reached us), or a Sec-Fetch-Site that names another site or another origin of this
+// one (another port on this machine is same-site). Requests with neither header pass, as a
+// program's do; the form's own token is what proves that the post came from our page.
+std::optional<LoopbackHttp::Answer> crossSite(const QHttpServerRequest &request, const QString &origin);
+
 // The token of an "Authorization: Bearer …" header; none without one.
 std::optional<QString> bearerToken(const QHttpServerRequest &request);
 

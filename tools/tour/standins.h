@@ -28,7 +28,7 @@ class ApprovingBrowser : public UrlOpener
 public:
     void open(const QUrl &url) override { pending.append(url); }
 
-    // Posts the portal's form with `decision=approve` to the last page opened.
+    // Opens the last page opened and posts its form with `decision=approve` and the form's token.
     QCoro::Task<bool> approve();
 
     QList<QUrl> pending;
