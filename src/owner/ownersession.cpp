@@ -85,6 +85,7 @@ void OwnerSession::clear()
     setOwner({});
     setHistory({});
     setProof({});
+    setApprovalUrl({});
     setCode({});
     setStatus(guestText);
 }
@@ -108,6 +109,8 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start()
     // Only the challenge goes out now; the verifier proves later, at the claim, that the
     // device claiming the session is the one that started it.
     m_verifier = *verifier;
+    // The sign-in that waited can no longer be claimed with this verifier.
+    setApprovalUrl({});
     const QString challenge =
         hex(QCryptographicHash::hash(m_verifier.toLatin1(), QCryptographicHash::Sha256));
 
@@ -126,6 +129,7 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start()
         co_return std::nullopt;
     }
     m_id = portal->id;
+    setApprovalUrl(portal->url.toString(QUrl::FullyEncoded));
     setCode(portal->code);
     setStatus(QStringLiteral("Waiting for passkey approval · match code ") + m_code);
     co_return portal->url;
@@ -163,6 +167,7 @@ QCoro::Task<> OwnerSession::check()
         m_expires = claimed.expires;
         m_id.clear();
         m_verifier.clear();
+        setApprovalUrl({});
         setCode({});
     }
 
@@ -289,6 +294,12 @@ void OwnerSession::setCode(const QString &code)
 {
     if (replace(m_code, code))
         emit codeChanged();
+}
+
+void OwnerSession::setApprovalUrl(const QString &url)
+{
+    if (replace(m_approvalUrl, url))
+        emit approvalUrlChanged();
 }
 
 void OwnerSession::setProof(const QString &proof)
