@@ -5,6 +5,7 @@
 
 #include <qrencode.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
