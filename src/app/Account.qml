@@ -87,6 +87,31 @@ Page {
                     font.pixelSize: Style.title2
                     font.family: Style.monospace
                 }
+                // The same portal page for the phone's camera, while the sign-in waits: the
+                // owner's passkey is often on the phone, not on this desktop.
+                GridLayout {
+                    visible: root.session.approvalUrl.length > 0
+                    Layout.fillWidth: true
+                    columns: scroll.column >= 480 ? 2 : 1
+                    columnSpacing: 16
+                    rowSpacing: 6
+                    QrCode {
+                        objectName: "approvalQr"
+                        text: root.session.approvalUrl
+                        Layout.preferredWidth: 184
+                        Layout.preferredHeight: 184
+                        Accessible.role: Accessible.Graphic
+                        Accessible.name: "QR code of the approval address"
+                    }
+                    Label {
+                        Layout.fillWidth: true
+                        text: "Scan this code with the phone that holds your passkey."
+                        textFormat: Text.PlainText
+                        font.pixelSize: Style.footnote
+                        color: Style.secondary
+                        wrapMode: Text.Wrap
+                    }
+                }
                 AccentButton {
                     objectName: "signIn"
                     text: "Sign in & connect app"

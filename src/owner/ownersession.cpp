@@ -103,6 +103,7 @@ void OwnerSession::clear()
     setOwner({});
     setHistory({});
     setProof({});
+    setApprovalUrl({});
     setCode({});
     setStatus(guestText);
 }
@@ -143,6 +144,8 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start()
     wipe(m_verifier);
     m_verifier = std::move(*verifier);
     secretsChanged();
+    // The sign-in that waited can no longer be claimed with this verifier.
+    setApprovalUrl({});
     QByteArray digits = m_verifier.toLatin1();
     const QString challenge = hex(QCryptographicHash::hash(digits, QCryptographicHash::Sha256));
     wipe(digits);
@@ -162,6 +165,7 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start()
         co_return std::nullopt;
     }
     m_id = portal->id;
+    setApprovalUrl(portal->url.toString(QUrl::FullyEncoded));
     setCode(portal->code);
     setStatus(QStringLiteral("Waiting for passkey approval · match code ") + m_code);
     co_return portal->url;
@@ -203,6 +207,7 @@ QCoro::Task<> OwnerSession::check()
         m_id.clear();
         wipe(m_verifier);
         secretsChanged();
+        setApprovalUrl({});
         setCode({});
     }
 
@@ -337,6 +342,12 @@ void OwnerSession::setCode(const QString &code)
 {
     if (replace(m_code, code))
         emit codeChanged();
+}
+
+void OwnerSession::setApprovalUrl(const QString &url)
+{
+    if (replace(m_approvalUrl, url))
+        emit approvalUrlChanged();
 }
 
 void OwnerSession::setProof(const QString &proof)

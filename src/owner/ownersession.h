@@ -35,6 +35,7 @@ class OwnerSession : public QObject
     Q_PROPERTY(QJsonArray history READ history NOTIFY historyChanged)
     Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
     Q_PROPERTY(QString code READ code NOTIFY codeChanged)
+    Q_PROPERTY(QString approvalUrl READ approvalUrl NOTIFY approvalUrlChanged)
     Q_PROPERTY(QString proof READ proof NOTIFY proofChanged)
 
 public:
@@ -51,6 +52,9 @@ public:
     const QJsonArray &history() const { return m_history; }
     bool connected() const { return m_connected; }
     const QString &code() const { return m_code; }
+    // The portal page of the sign-in that waits, as the browser is sent it; empty while none
+    // can still be claimed.
+    const QString &approvalUrl() const { return m_approvalUrl; }
     const QString &proof() const { return m_proof; }
     // Raised by every clear(), so that a check that was waiting can tell its results are stale.
     qint64 generation() const { return m_generation; }
@@ -89,6 +93,7 @@ signals:
     void historyChanged();
     void connectedChanged();
     void codeChanged();
+    void approvalUrlChanged();
     void proofChanged();
 
 private:
@@ -106,6 +111,7 @@ private:
     void setHistory(const QJsonArray &history);
     void setConnected(bool connected);
     void setCode(const QString &code);
+    void setApprovalUrl(const QString &url);
     void setProof(const QString &proof);
 
     QString m_status;
@@ -113,6 +119,7 @@ private:
     QJsonArray m_history;
     bool m_connected = false;
     QString m_code;
+    QString m_approvalUrl;
     QString m_proof;
 
     QString m_token;

@@ -45,6 +45,9 @@ SCREENS = {
         "push button: Check connection / refresh account", *VAULT,
         r"label: Remaining allowance: \d+\.\d\d kUSD", "push button: Refresh vault balance",
         "push button: Open AI payments", "link: Try guided demo", "link: Competition materials"],
+    "waiting": [
+        "Account", r"label: Waiting for passkey approval · match code \S+", r"label: Match code: \S+",
+        "image: QR code of the approval address", "label: Scan this code with the phone that holds your passkey."],
     "owner": [
         "Account", "label: Owner connected · read-only until .+", "push button: Sign out",
         "label: 0x[0-9a-f]{40}", "label: Test ETH: .+", "label: Wallet kUSD: .+", r"heading: \S+ kUSD · \S+",
@@ -60,7 +63,7 @@ WALK = [
     ("push button: Calculate paper preview", "Trade lab", r"label: Paper buy\n(.|\n)+", "trade"),
     ("page tab: Account", "Account", "heading: Account", "guest"),
     # The owner signs in; the host's browser approves the portal at once.
-    ("push button: Sign in & connect app", "Account", r"label: Match code: \S+", None),
+    ("push button: Sign in & connect app", "Account", r"label: Match code: \S+", "waiting"),
     ("push button: Check connection / refresh account", "Account", "push button: Sign out", "owner"),
 ]
 

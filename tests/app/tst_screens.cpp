@@ -8,10 +8,13 @@
 #include <QAccessible>
 #include <QDir>
 #include <QFontInfo>
+#include <QProcess>
 #include <QQmlComponent>
 #include <QQuickStyle>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QtQuickTest/quicktest.h>
 
 using namespace std::chrono_literals;
 
@@ -145,6 +148,52 @@ private slots:
         QVERIFY(app.click("signOut"));
         QTRY_COMPARE(values(app, parts, "objectName"), QStringList{"vaultSection"});
         QCOMPARE(app.text("sessionStatus"), QStringLiteral("Guest demo · no owner session"));
+    }
+
+    // While a sign-in waits, a phone's camera reads the page the browser was sent off the
+    // screen; the code goes as soon as that sign-in is claimed, refused for a new one or cleared.
+    void approvalQr_data()
+    {
+        QTest::addColumn<QString>("ending");
+        addRow("claimed", QStringLiteral("/device/claim"));
+        addRow("a new start fails", QStringLiteral("/device/start"));
+        addRow("cleared by a 401", QStringLiteral("401"));
+    }
+
+    void approvalQr()
+    {
+        QFETCH(QString, ending);
+        AppHarness app;
+        QVERIFY(openScreen(app, OnAccount));
+        const QString address = app.service.origin() + "/portal/Approve?id=s1&code=K7Q2";
+        app.service.onJson("/device/start",
+                           QJsonObject{{"id", "s1"}, {"code", "K7Q2"}, {"approvalUrl", address}});
+        app.authenticator->queue(true);
+        QVERIFY(app.click("signIn"));
+        QTRY_COMPARE(app.opener.opened, QList<QUrl>{QUrl(address)});
+        QTRY_VERIFY(app.item("approvalQr"));
+        QVERIFY(QQuickTest::qWaitForPolish(app.window()));
+
+        QTemporaryDir dir;
+        const QString shot = dir.filePath(QStringLiteral("account.png"));
+        QVERIFY(dir.isValid() && app.window()->grabWindow().save(shot));
+        QProcess zbar;
+        zbar.start(QStringLiteral("zbarimg"), {QStringLiteral("--raw"), QStringLiteral("-q"), shot});
+        QVERIFY(zbar.waitForFinished());
+        QCOMPARE(zbar.readAllStandardOutput(), address.toUtf8() + '\n');
+
+        OwnerSession *session = app.workspace->session();
+        if (ending == u"/device/start") {
+            app.service.onJson(ending,
+                               QJsonObject{{"id", "s2"}, {"approvalUrl", "https://elsewhere.example/"}});
+            QCoro::waitFor(session->start());
+        } else {
+            if (ending == u"401")
+                app.service.onJson("/device/claim", QJsonObject{}, 401);
+            QCoro::waitFor(session->check());
+        }
+        QTRY_VERIFY(!app.item("approvalQr"));
+        QVERIFY(session->approvalUrl().isEmpty());
     }
 
     // What the service writes is shown as written: markup in any of its texts reads back as it

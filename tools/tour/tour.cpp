@@ -80,9 +80,11 @@ public:
         co_await settle(400ms);
         shoot("trade-lab");
 
-        // The owner signs in: the gate, the portal approved in the "browser", then a check.
+        // The owner signs in: the gate, the sign-in waiting with its code, the portal approved in
+        // the "browser", then a check.
         m_workspace->unlock();
         co_await settle(800ms);
+        shoot("account-waiting");
         if (!co_await m_browser->approve())
             std::fprintf(stderr, "kelvra-tour: the portal did not take the approval\n");
         co_await m_workspace->session()->check();
