@@ -303,7 +303,9 @@ LoopbackHttp::Answer LocalService::html(const QByteArray &page, int status)
                                "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; "
                                "frame-ancestors 'none'");
     answer.headers.emplaceBack("X-Frame-Options", "DENY");
-    answer.headers.emplaceBack("Referrer-Policy", "no-referrer");
+    // The portal's address names its sign-in, so it never leaves for another site; "no-referrer"
+    // would also make a browser send "Origin: null" with the page's own forms, which are refused.
+    answer.headers.emplaceBack("Referrer-Policy", "same-origin");
     answer.headers.emplaceBack("Cache-Control", "no-store");
     return answer;
 }
