@@ -12,7 +12,7 @@ Page {
 
     title: "Welcome"
     background: Rectangle {
-        color: "white"
+        color: Style.card
     }
 
     // The spacers share the free height; a window too short for the screen scrolls it.
@@ -44,7 +44,7 @@ Page {
                 Layout.fillWidth: true
                 text: "Your agent.\nYour limits."
                 font.pixelSize: 44
-                color: Brand.navy
+                color: Style.navyText
             }
             Label {
                 Layout.fillWidth: true
@@ -81,7 +81,7 @@ Page {
                 // the first frame where frames are drawn on the CPU.
                 background: Rectangle {
                     radius: 4
-                    color: parent.down ? Qt.darker(Brand.teal, 1.15) : Brand.teal
+                    color: parent.down ? Qt.darker(Style.tealFill, 1.15) : Style.tealFill
                     Accessible.ignored: true
                 }
                 font.pixelSize: Style.headline
@@ -96,10 +96,10 @@ Page {
                 Layout.preferredHeight: 56
                 text: "Owner sign-in"
                 flat: true
-                Material.foreground: Brand.teal
+                Material.foreground: Style.teal
                 background: Rectangle {
                     radius: 4
-                    color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+                    color: parent.down ? Qt.darker(Style.tealTint, 1.1) : Style.tealTint
                     Accessible.ignored: true
                 }
                 font.pixelSize: Style.headline
