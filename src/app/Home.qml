@@ -64,7 +64,7 @@ Page {
                         textFormat: Text.PlainText
                         font.pixelSize: Style.caption
                         font.bold: true
-                        color: Style.onNavy
+                        color: Style.textOnNavy
                     }
                     Label {
                         objectName: "vaultFigure"
@@ -72,7 +72,7 @@ Page {
                         textFormat: Text.PlainText
                         font.pixelSize: 40
                         font.bold: true
-                        color: Style.onNavy
+                        color: Style.textOnNavy
                     }
                     Label {
                         objectName: "vaultStatus"
@@ -80,7 +80,7 @@ Page {
                         text: root.workspace.balance.status
                         textFormat: Text.PlainText
                         font.pixelSize: Style.subheadline
-                        color: Style.onNavy
+                        color: Style.textOnNavy
                         wrapMode: Text.Wrap
                     }
                     RowLayout {
@@ -89,22 +89,22 @@ Page {
                             objectName: "accountDetails"
                             text: "Account details"
                             Material.background: Style.brightTeal
-                            Material.foreground: Style.onBrightTeal
+                            Material.foreground: Style.textOnBrightTeal
                             onClicked: root.workspace.selectedTab = Workspace.Account
                             FocusFrame {
                                 shown: parent.visualFocus
-                                border.color: Style.onNavy
+                                border.color: Style.textOnNavy
                             }
                         }
                         PushButton {
                             objectName: "paperTrade"
                             text: "Paper trade"
                             Material.background: Style.brightTeal
-                            Material.foreground: Style.onBrightTeal
+                            Material.foreground: Style.textOnBrightTeal
                             onClicked: root.workspace.selectedTab = Workspace.Trade
                             FocusFrame {
                                 shown: parent.visualFocus
-                                border.color: Style.onNavy
+                                border.color: Style.textOnNavy
                             }
                         }
                     }

@@ -14,14 +14,14 @@ QtObject {
     readonly property color red: Theme.red
     readonly property color teal: Theme.teal
     readonly property color tealFill: Theme.tealFill
-    readonly property color onTeal: Theme.onTeal
+    readonly property color textOnTeal: Theme.textOnTeal
     readonly property color tealTint: Theme.tealTint
     readonly property color navy: Theme.navy
-    readonly property color onNavy: Theme.onNavy
+    readonly property color textOnNavy: Theme.textOnNavy
     readonly property color navyText: Theme.navyText
     // The vault card's buttons: a brighter shade than the accent.
     readonly property color brightTeal: Theme.brightTeal
-    readonly property color onBrightTeal: Theme.onBrightTeal
+    readonly property color textOnBrightTeal: Theme.textOnBrightTeal
 
     readonly property int largeTitle: 30
     readonly property int title2: 21

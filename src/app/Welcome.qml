@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
+import QtQuick.Controls.impl
 import QtQuick.Layouts
 import Kelvra
 import Kelvra.Core
@@ -56,8 +57,9 @@ Page {
             }
             RowLayout {
                 spacing: 8
-                Image {
+                IconImage {
                     source: "qrc:/Kelvra/icons/shield.svg"
+                    color: Style.foreground
                     sourceSize: Qt.size(18, 18)
                     Accessible.ignored: true
                 }

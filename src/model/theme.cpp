@@ -32,14 +32,14 @@ const Colours &Colours::light()
         // A shade below the brand's teal, which falls just short of 4.5:1 on the grey background.
         c.teal = QColor(0x00, 0x7a, 0x72);
         c.tealFill = ::teal();
-        c.onTeal = white;
+        c.textOnTeal = white;
         c.tealTint = mixed(c.card, c.tealFill, 0.08f);
         c.navy = ::navy();
-        c.onNavy = white;
+        c.textOnNavy = white;
         c.navyText = ::navy();
         c.brightTeal = brightTealColour;
         // White on the bright teal falls short of 3:1.
-        c.onBrightTeal = ::navy();
+        c.textOnBrightTeal = ::navy();
         return c;
     }();
     return colours;
@@ -58,13 +58,13 @@ const Colours &Colours::dark()
         // The brand's hues, lightened until they read on the dark cards.
         c.teal = QColor(0x3c, 0xc7, 0xb8);
         c.tealFill = ::teal();
-        c.onTeal = white;
+        c.textOnTeal = white;
         c.tealTint = mixed(c.card, c.teal, 0.12f);
         c.navy = QColor(0x0f, 0x3a, 0x63);
-        c.onNavy = white;
+        c.textOnNavy = white;
         c.navyText = QColor(0x9c, 0xc3, 0xea);
         c.brightTeal = brightTealColour;
-        c.onBrightTeal = ::navy();
+        c.textOnBrightTeal = ::navy();
         return c;
     }();
     return colours;

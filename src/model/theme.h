@@ -7,7 +7,7 @@
 class ColorScheme;
 
 // The window's colours in one scheme. Each text colour is named for the background it is drawn
-// on where that is not the plain background or a card: `onTeal` is text on `tealFill`.
+// on where that is not the plain background or a card: `textOnTeal` is text on `tealFill`.
 struct Colours
 {
     QColor groupedBackground; // behind the cards
@@ -18,13 +18,13 @@ struct Colours
     QColor red;        // falling prices, destructive actions
     QColor teal;       // text in the accent colour: links, rising prices, the chosen tab
     QColor tealFill;   // filled buttons
-    QColor onTeal;     // text on tealFill
+    QColor textOnTeal; // text on tealFill
     QColor tealTint;   // the light button behind teal text
     QColor navy;       // the vault card
-    QColor onNavy;     // text on navy
+    QColor textOnNavy; // text on navy
     QColor navyText;   // headings in the brand's navy
     QColor brightTeal; // the vault card's buttons
-    QColor onBrightTeal;
+    QColor textOnBrightTeal;
 
     static const Colours &light();
     static const Colours &dark();
@@ -45,13 +45,13 @@ class Theme : public QObject
     Q_PROPERTY(QColor red READ red NOTIFY changed)
     Q_PROPERTY(QColor teal READ teal NOTIFY changed)
     Q_PROPERTY(QColor tealFill READ tealFill NOTIFY changed)
-    Q_PROPERTY(QColor onTeal READ onTeal NOTIFY changed)
+    Q_PROPERTY(QColor textOnTeal READ textOnTeal NOTIFY changed)
     Q_PROPERTY(QColor tealTint READ tealTint NOTIFY changed)
     Q_PROPERTY(QColor navy READ navy NOTIFY changed)
-    Q_PROPERTY(QColor onNavy READ onNavy NOTIFY changed)
+    Q_PROPERTY(QColor textOnNavy READ textOnNavy NOTIFY changed)
     Q_PROPERTY(QColor navyText READ navyText NOTIFY changed)
     Q_PROPERTY(QColor brightTeal READ brightTeal NOTIFY changed)
-    Q_PROPERTY(QColor onBrightTeal READ onBrightTeal NOTIFY changed)
+    Q_PROPERTY(QColor textOnBrightTeal READ textOnBrightTeal NOTIFY changed)
 
 public:
     // Follows the desktop through the session bus.
@@ -70,13 +70,13 @@ public:
     QColor red() const { return colours().red; }
     QColor teal() const { return colours().teal; }
     QColor tealFill() const { return colours().tealFill; }
-    QColor onTeal() const { return colours().onTeal; }
+    QColor textOnTeal() const { return colours().textOnTeal; }
     QColor tealTint() const { return colours().tealTint; }
     QColor navy() const { return colours().navy; }
-    QColor onNavy() const { return colours().onNavy; }
+    QColor textOnNavy() const { return colours().textOnNavy; }
     QColor navyText() const { return colours().navyText; }
     QColor brightTeal() const { return colours().brightTeal; }
-    QColor onBrightTeal() const { return colours().onBrightTeal; }
+    QColor textOnBrightTeal() const { return colours().textOnBrightTeal; }
 
 signals:
     void changed();

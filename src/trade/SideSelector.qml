@@ -28,7 +28,7 @@ Row {
                 text: segment.text
                 textFormat: Text.PlainText
                 font.pixelSize: Style.subheadline
-                color: segment.checked ? Style.onTeal : Style.teal
+                color: segment.checked ? Style.textOnTeal : Style.teal
                 horizontalAlignment: Text.AlignHCenter
                 verticalAlignment: Text.AlignVCenter
             }
