@@ -34,6 +34,9 @@ ColorScheme::ColorScheme(const QDBusConnection &bus, QObject *parent)
     if (!m_bus.isConnected())
         return;
     // Listening first, so that no change falls between the read and the signal.
+    // The slot is found by its signature's names; until the variant type is registered by name,
+    // the connection fails.
+    qRegisterMetaType<QDBusVariant>();
     m_bus.connect(service, path, interface, QStringLiteral("SettingChanged"), this,
                   SLOT(settingChanged(QString, QString, QDBusVariant)));
     QDBusMessage read = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("Read"));

@@ -77,6 +77,7 @@ QDBusVariant StandInPortal::Read(const QString &group, const QString &key)
                        QStringLiteral("Requested setting not found"));
         return {};
     }
+    ++m_reads;
     // Read wraps the value in a second variant.
     return QDBusVariant(QVariant::fromValue(QDBusVariant(m_scheme)));
 }

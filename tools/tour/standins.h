@@ -58,6 +58,8 @@ public:
     bool registered() const { return m_registered; }
     // Changes the scheme and signals it.
     void setScheme(uint scheme);
+    // How many reads of the colour scheme it has answered.
+    int reads() const { return m_reads; }
 
 public slots:
     QDBusVariant Read(const QString &group, const QString &key);
@@ -69,4 +71,5 @@ private:
     QDBusConnection m_bus;
     uint m_scheme;
     bool m_registered = false;
+    int m_reads = 0;
 };
