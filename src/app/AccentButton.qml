@@ -17,7 +17,7 @@ PushButton {
         text: root.text
         textFormat: Text.PlainText
         font: root.font
-        color: root.destructive ? Style.red : Brand.teal
+        color: root.destructive ? Style.red : Style.teal
         horizontalAlignment: Text.AlignLeft
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true

@@ -10,7 +10,7 @@ Rectangle {
     radius: 6
     color: "transparent"
     border.width: 2
-    border.color: Brand.teal
+    border.color: Style.teal
     visible: shown
     Accessible.ignored: true
 }

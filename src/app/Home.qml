@@ -42,7 +42,7 @@ Page {
             Heading {
                 text: "Overview"
                 font.pixelSize: Style.largeTitle
-                color: Brand.navy
+                color: Style.navyText
             }
 
             Rectangle {
@@ -51,7 +51,7 @@ Page {
                 Layout.fillWidth: true
                 implicitHeight: cardBody.implicitHeight + 48
                 radius: 24
-                color: Brand.navy
+                color: Style.navy
 
                 ColumnLayout {
                     id: cardBody
@@ -64,7 +64,7 @@ Page {
                         textFormat: Text.PlainText
                         font.pixelSize: Style.caption
                         font.bold: true
-                        color: "white"
+                        color: Style.textOnNavy
                     }
                     Label {
                         objectName: "vaultFigure"
@@ -72,7 +72,7 @@ Page {
                         textFormat: Text.PlainText
                         font.pixelSize: 40
                         font.bold: true
-                        color: "white"
+                        color: Style.textOnNavy
                     }
                     Label {
                         objectName: "vaultStatus"
@@ -80,7 +80,7 @@ Page {
                         text: root.workspace.balance.status
                         textFormat: Text.PlainText
                         font.pixelSize: Style.subheadline
-                        color: "white"
+                        color: Style.textOnNavy
                         wrapMode: Text.Wrap
                     }
                     RowLayout {
@@ -88,23 +88,23 @@ Page {
                         PushButton {
                             objectName: "accountDetails"
                             text: "Account details"
-                            highlighted: true
-                            Material.accent: Style.brightTeal
+                            Material.background: Style.brightTeal
+                            Material.foreground: Style.textOnBrightTeal
                             onClicked: root.workspace.selectedTab = Workspace.Account
                             FocusFrame {
                                 shown: parent.visualFocus
-                                border.color: "white"
+                                border.color: Style.textOnNavy
                             }
                         }
                         PushButton {
                             objectName: "paperTrade"
                             text: "Paper trade"
-                            highlighted: true
-                            Material.accent: Style.brightTeal
+                            Material.background: Style.brightTeal
+                            Material.foreground: Style.textOnBrightTeal
                             onClicked: root.workspace.selectedTab = Workspace.Trade
                             FocusFrame {
                                 shown: parent.visualFocus
-                                border.color: "white"
+                                border.color: Style.textOnNavy
                             }
                         }
                     }

@@ -9,7 +9,7 @@ Text {
     textFormat: Text.PlainText
     signal activated
 
-    color: enabled ? Brand.teal : Style.secondary
+    color: enabled ? Style.teal : Style.secondary
     font.pixelSize: Style.body
     font.underline: hover.hovered || activeFocus
     activeFocusOnTab: enabled

@@ -10,7 +10,8 @@ Item {
 
     Image {
         anchors.fill: parent
-        source: "qrc:/Kelvra/logo.png"
+        // The wordmark in the navy of headings: the brand navy is lost on a dark background.
+        source: Style.dark ? "qrc:/Kelvra/logo-dark.png" : "qrc:/Kelvra/logo.png"
         fillMode: Image.PreserveAspectFit
         horizontalAlignment: Image.AlignHCenter
         verticalAlignment: Image.AlignVCenter

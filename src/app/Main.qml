@@ -16,9 +16,10 @@ ApplicationWindow {
     minimumHeight: 480
     visible: true
     title: "Kelvra"
-    Material.theme: Material.Light
-    Material.accent: Brand.teal
-    Material.primary: Brand.navy
+    Material.theme: Style.dark ? Material.Dark : Material.Light
+    Material.accent: Style.teal
+    Material.primary: Style.navy
+    Material.foreground: Style.foreground
 
     Component.onCompleted: workspace.appeared()
 
@@ -102,7 +103,7 @@ ApplicationWindow {
             visible: window.workspace.entered
             currentIndex: window.workspace.selectedTab
             onCurrentIndexChanged: window.workspace.selectedTab = currentIndex
-            Material.background: "white"
+            Material.background: Style.card
 
             Repeater {
                 model: [

@@ -12,6 +12,10 @@ TextEdit {
     activeFocusOnTab: text.length > 0
     persistentSelection: false
     font.pixelSize: Style.caption
+    // A plain TextEdit draws in black whatever the scheme.
+    color: Style.foreground
+    selectionColor: Style.tealFill
+    selectedTextColor: Style.textOnTeal
     wrapMode: Text.WrapAnywhere
     Accessible.role: Accessible.StaticText
     Accessible.name: text

@@ -1,15 +1,27 @@
 pragma Singleton
 import QtQuick
+import Kelvra.Core
 
-// Text sizes and colours shared by the screens: a phone's text styles mapped to pixel sizes.
+// Text sizes and colours shared by the screens: a phone's text styles mapped to pixel sizes. The
+// colours are the theme's, in the desktop's scheme.
 QtObject {
-    readonly property color groupedBackground: "#f2f2f7"
-    readonly property color card: "#ffffff"
-    readonly property color secondary: "#6c6c70"
-    readonly property color separator: "#d9d9de"
-    readonly property color red: "#c62828"
+    readonly property bool dark: Theme.dark
+    readonly property color groupedBackground: Theme.groupedBackground
+    readonly property color card: Theme.card
+    readonly property color foreground: Theme.foreground
+    readonly property color secondary: Theme.secondary
+    readonly property color separator: Theme.separator
+    readonly property color red: Theme.red
+    readonly property color teal: Theme.teal
+    readonly property color tealFill: Theme.tealFill
+    readonly property color textOnTeal: Theme.textOnTeal
+    readonly property color tealTint: Theme.tealTint
+    readonly property color navy: Theme.navy
+    readonly property color textOnNavy: Theme.textOnNavy
+    readonly property color navyText: Theme.navyText
     // The vault card's buttons: a brighter shade than the accent.
-    readonly property color brightTeal: Qt.rgba(0.0, 0.7255, 0.651, 1.0)
+    readonly property color brightTeal: Theme.brightTeal
+    readonly property color textOnBrightTeal: Theme.textOnBrightTeal
 
     readonly property int largeTitle: 30
     readonly property int title2: 21

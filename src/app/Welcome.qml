@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
+import QtQuick.Controls.impl
 import QtQuick.Layouts
 import Kelvra
 import Kelvra.Core
@@ -12,7 +13,7 @@ Page {
 
     title: "Welcome"
     background: Rectangle {
-        color: "white"
+        color: Style.card
     }
 
     // The spacers share the free height; a window too short for the screen scrolls it.
@@ -44,7 +45,7 @@ Page {
                 Layout.fillWidth: true
                 text: "Your agent.\nYour limits."
                 font.pixelSize: 44
-                color: Brand.navy
+                color: Style.navyText
             }
             Label {
                 Layout.fillWidth: true
@@ -56,8 +57,9 @@ Page {
             }
             RowLayout {
                 spacing: 8
-                Image {
+                IconImage {
                     source: "qrc:/Kelvra/icons/shield.svg"
+                    color: Style.foreground
                     sourceSize: Qt.size(18, 18)
                     Accessible.ignored: true
                 }
@@ -81,7 +83,7 @@ Page {
                 // the first frame where frames are drawn on the CPU.
                 background: Rectangle {
                     radius: 4
-                    color: parent.down ? Qt.darker(Brand.teal, 1.15) : Brand.teal
+                    color: parent.down ? Qt.darker(Style.tealFill, 1.15) : Style.tealFill
                     Accessible.ignored: true
                 }
                 font.pixelSize: Style.headline
@@ -96,10 +98,10 @@ Page {
                 Layout.preferredHeight: 56
                 text: "Owner sign-in"
                 flat: true
-                Material.foreground: Brand.teal
+                Material.foreground: Style.teal
                 background: Rectangle {
                     radius: 4
-                    color: Qt.rgba(Brand.teal.r, Brand.teal.g, Brand.teal.b, parent.down ? 0.24 : 0.12)
+                    color: parent.down ? Qt.darker(Style.tealTint, 1.1) : Style.tealTint
                     Accessible.ignored: true
                 }
                 font.pixelSize: Style.headline

@@ -61,7 +61,7 @@ Rectangle {
                 text: root.change
                 textFormat: Text.PlainText
                 font.pixelSize: Style.caption
-                color: root.rising ? Brand.teal : Style.red
+                color: root.rising ? Style.teal : Style.red
                 Accessible.ignored: true
             }
         }

@@ -28,14 +28,14 @@ Row {
                 text: segment.text
                 textFormat: Text.PlainText
                 font.pixelSize: Style.subheadline
-                color: segment.checked ? "white" : Brand.teal
+                color: segment.checked ? Style.textOnTeal : Style.teal
                 horizontalAlignment: Text.AlignHCenter
                 verticalAlignment: Text.AlignVCenter
             }
             background: Rectangle {
                 radius: 8
-                color: segment.checked ? Brand.teal : "transparent"
-                border.color: Brand.teal
+                color: segment.checked ? Style.tealFill : "transparent"
+                border.color: segment.checked ? Style.tealFill : Style.teal
                 Accessible.ignored: true
                 FocusFrame {
                     shown: segment.visualFocus

@@ -45,3 +45,50 @@ QCoro::Task<bool> ApprovingBrowser::approve()
     co_return reply->error() == QNetworkReply::NoError
         || reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400;
 }
+
+namespace {
+
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString appearance = QStringLiteral("org.freedesktop.appearance");
+const QString colorScheme = QStringLiteral("color-scheme");
+
+} // namespace
+
+StandInPortal::StandInPortal(uint scheme, QObject *parent)
+    : QObject(parent)
+    // A connection of its own, so that the app's calls cross the bus as they would to a portal.
+    , m_bus(
+          QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("kelvra-standin-portal")))
+    , m_scheme(scheme)
+{
+    m_registered = m_bus.isConnected()
+                   && m_bus.registerObject(
+                       portalPath, this, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)
+                   && m_bus.registerService(portalService);
+}
+
+StandInPortal::~StandInPortal()
+{
+    m_bus.unregisterService(portalService);
+    m_bus.unregisterObject(portalPath);
+    QDBusConnection::disconnectFromBus(m_bus.name());
+}
+
+void StandInPortal::setScheme(uint scheme)
+{
+    m_scheme = scheme;
+    emit SettingChanged(appearance, colorScheme, QDBusVariant(m_scheme));
+}
+
+QDBusVariant StandInPortal::Read(const QString &group, const QString &key)
+{
+    if (group != appearance || key != colorScheme) {
+        sendErrorReply(QStringLiteral("org.freedesktop.portal.Error.NotFound"),
+                       QStringLiteral("Requested setting not found"));
+        return {};
+    }
+    ++m_reads;
+    // Read wraps the value in a second variant.
+    return QDBusVariant(QVariant::fromValue(QDBusVariant(m_scheme)));
+}

@@ -3,8 +3,12 @@
 #include "ownerauthenticator.h"
 #include "urlopener.h"
 
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusVariant>
 #include <QList>
 #include <QNetworkAccessManager>
+#include <QObject>
 #include <QUrl>
 
 #include <QCoroTask>
@@ -35,4 +39,37 @@ public:
 
 private:
     QNetworkAccessManager m_client;
+};
+
+// The desktop portal's settings, as far as the colour scheme: it answers Read for the
+// appearance's colour-scheme and signals each change. On a bus of its own making, such as
+// dbus-run-session's; it claims the portal's name there.
+class StandInPortal : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+
+public:
+    // 0: no preference, 1: dark, 2: light.
+    explicit StandInPortal(uint scheme, QObject *parent = nullptr);
+    ~StandInPortal() override;
+
+    // False when the bus or the name is not to be had.
+    bool registered() const { return m_registered; }
+    // Changes the scheme and signals it.
+    void setScheme(uint scheme);
+    // How many reads of the colour scheme it has answered.
+    int reads() const { return m_reads; }
+
+public slots:
+    QDBusVariant Read(const QString &group, const QString &key);
+
+signals:
+    void SettingChanged(const QString &group, const QString &key, const QDBusVariant &value);
+
+private:
+    QDBusConnection m_bus;
+    uint m_scheme;
+    bool m_registered = false;
+    int m_reads = 0;
 };

@@ -1,16 +1,18 @@
 // kelvra-tour: renders every screen of the app, driven through its real window, its real stores
 // and the local service, into PNG files. For the docs, and for a look where there is no desktop.
 //
-//   kelvra-tour OUTPUT_DIR [--origin URL] [--width W] [--height H]
+//   kelvra-tour OUTPUT_DIR [--origin URL] [--width W] [--height H] [--scheme light|dark]
 //
 // Without --origin it starts a local service of its own on a free loopback port. The owner's
 // device authentication is taken as passed and the portal's approval is given as a browser
-// would, so that the tour reaches the signed-in account.
+// would, so that the tour reaches the signed-in account. With --scheme it stands in for the
+// desktop portal, preferring that colour scheme; run it on a bus of its own (dbus-run-session).
 
 #include "appsetup.h"
 #include "localservice.h"
 #include "ownersession.h"
 #include "standins.h"
+#include "theme.h"
 #include "tradescreen.h"
 #include "workspace.h"
 
@@ -28,6 +30,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
 Q_IMPORT_QML_PLUGIN(KelvraPlugin)
@@ -50,16 +53,23 @@ QQuickItem *find(QQuickItem *item, const QString &name)
 class Tour
 {
 public:
-    Tour(QQuickWindow *window, Workspace *workspace, ApprovingBrowser *browser, QDir out)
+    Tour(QQuickWindow *window, Workspace *workspace, ApprovingBrowser *browser, QDir out, Theme *theme,
+         std::optional<bool> dark)
         : m_window(window)
         , m_workspace(workspace)
         , m_browser(browser)
         , m_out(std::move(out))
+        , m_theme(theme)
+        , m_dark(dark)
     {}
 
     QCoro::Task<int> run()
     {
         co_await settle(1500ms);
+        if (m_dark && m_theme->dark() != *m_dark) {
+            std::fprintf(stderr, "kelvra-tour: the window did not take the colour scheme\n");
+            co_return 1;
+        }
         if (!shoot("welcome"))
             co_return 1;
 
@@ -143,6 +153,8 @@ private:
     Workspace *m_workspace;
     ApprovingBrowser *m_browser;
     QDir m_out;
+    Theme *m_theme;
+    std::optional<bool> m_dark;
     bool m_failed = false;
 };
 
@@ -165,6 +177,8 @@ int main(int argc, char *argv[])
                       QStringLiteral("390")});
     parser.addOption({QStringLiteral("height"), QStringLiteral("Window height."), QStringLiteral("px"),
                       QStringLiteral("844")});
+    parser.addOption({QStringLiteral("scheme"), QStringLiteral("The colour scheme the desktop prefers."),
+                      QStringLiteral("light|dark")});
     parser.process(app);
     if (parser.positionalArguments().size() != 1)
         parser.showHelp(2);
@@ -183,6 +197,20 @@ int main(int argc, char *argv[])
         origin = service->origin();
     }
 
+    std::optional<bool> dark;
+    std::unique_ptr<StandInPortal> portal;
+    if (parser.isSet(QStringLiteral("scheme"))) {
+        const QString scheme = parser.value(QStringLiteral("scheme"));
+        if (scheme != u"light" && scheme != u"dark")
+            parser.showHelp(2);
+        dark = scheme == u"dark";
+        portal = std::make_unique<StandInPortal>(*dark ? 1 : 2);
+        if (!portal->registered()) {
+            std::fprintf(stderr, "kelvra-tour: --scheme needs a session bus without a portal\n");
+            return 2;
+        }
+    }
+
     PassingAuthenticator authenticator;
     ApprovingBrowser browser;
     Workspace workspace(origin, Workspace::Platform{&authenticator, &browser});
@@ -197,7 +225,8 @@ int main(int argc, char *argv[])
     window->resize(parser.value(QStringLiteral("width")).toInt(),
                    parser.value(QStringLiteral("height")).toInt());
 
-    Tour tour(window, &workspace, &browser, out);
+    auto *theme = engine.singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
+    Tour tour(window, &workspace, &browser, out, theme, dark);
     int status = 1;
     QCoro::connect(tour.run(), &app, [&status](int result) {
         status = result;

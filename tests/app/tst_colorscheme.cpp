@@ -1,0 +1,84 @@
+#include "appharness.h"
+#include "quiet.h"
+#include "standins.h"
+#include "theme.h"
+
+#include <QDBusConnectionInterface>
+#include <QQmlContext>
+#include <QQmlProperty>
+#include <QTest>
+
+// The window follows the desktop's colour scheme, as a stand-in for the desktop portal tells
+// it, on the private session bus of dbus-run-session. Run without a reachable bus, the
+// withoutPortal case holds there too.
+class TestColorScheme : public QObject
+{
+    Q_OBJECT
+
+    static Theme *theme(const AppHarness &app)
+    {
+        return app.engine->singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
+    }
+
+    // What the window shows: Material's theme (1 is dark) and the welcome screen's background.
+    static bool shows(const AppHarness &app, bool dark)
+    {
+        QQuickWindow *window = app.window();
+        const QColor corner = window->grabWindow().pixelColor(2, 2);
+        const int material =
+            QQmlProperty(window, QStringLiteral("Material.theme"), qmlContext(window)).read().toInt();
+        return corner == (dark ? Colours::dark() : Colours::light()).card && material == (dark ? 1 : 0);
+    }
+
+private slots:
+    void init() { failOnAnyWarning(); }
+
+    void followsDesktop_data()
+    {
+        QTest::addColumn<uint>("scheme");
+        QTest::addColumn<bool>("dark");
+        addRow("no preference", 0u, false);
+        addRow("dark", 1u, true);
+        addRow("light", 2u, false);
+    }
+
+    void followsDesktop()
+    {
+        QFETCH(uint, scheme);
+        QFETCH(bool, dark);
+        StandInPortal portal(scheme);
+        QVERIFY(portal.registered());
+        AppHarness app;
+        QVERIFY(openScreen(app, OnWelcome));
+        QTRY_VERIFY(shows(app, dark));
+        QCOMPARE(theme(app)->dark(), dark);
+        // No preference looks as no answer yet: wait for the read, and for the bus to have
+        // taken the window's subscription, which it was sent before the read.
+        QTRY_COMPARE(portal.reads(), 1);
+        QVERIFY(QDBusConnection::sessionBus().interface()->isServiceRegistered(
+            QStringLiteral("org.freedesktop.portal.Desktop")));
+
+        // Switched while the window is open, both ways.
+        portal.setScheme(dark ? 2u : 1u);
+        QTRY_VERIFY(shows(app, !dark));
+        portal.setScheme(scheme);
+        QTRY_VERIFY(shows(app, dark));
+    }
+
+    void withoutPortal()
+    {
+        AppHarness app;
+        QVERIFY(openScreen(app, OnWelcome));
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (bus.isConnected()) {
+            // The bus answers in order: once this is answered, so is the window's read.
+            QVERIFY(!bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.portal.Desktop")));
+            QCoreApplication::processEvents();
+        }
+        QVERIFY(shows(app, false));
+        QVERIFY(!theme(app)->dark());
+    }
+};
+
+QTEST_MAIN(TestColorScheme)
+#include "tst_colorscheme.moc"

@@ -1,0 +1,101 @@
+#include "brand.h"
+#include "theme.h"
+
+#include <QTest>
+
+#include <algorithm>
+#include <cmath>
+
+// Text against its background in both schemes, as WCAG measures contrast.
+class TestTheme : public QObject
+{
+    Q_OBJECT
+
+    static double luminance(const QColor &colour)
+    {
+        const auto linear = [](double c) {
+            return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF())
+               + 0.0722 * linear(colour.blueF());
+    }
+
+    static double contrast(const QColor &a, const QColor &b)
+    {
+        const double la = luminance(a);
+        const double lb = luminance(b);
+        const double dark = std::min(la, lb);
+        const double light = std::max(la, lb);
+        return (light + 0.05) / (dark + 0.05);
+    }
+
+private slots:
+    void measure()
+    {
+        QCOMPARE(qRound(contrast(Qt::black, Qt::white) * 100), 2100);
+        QCOMPARE(contrast(Qt::white, Qt::white), 1.0);
+    }
+
+    void textIsReadable_data()
+    {
+        QTest::addColumn<QColor>("text");
+        QTest::addColumn<QColor>("background");
+        QTest::addColumn<double>("least");
+        // Every text colour the screens draw, on each background it is drawn on. Large text
+        // (the titles in navy) needs 3:1, all other text 4.5:1.
+        for (const bool dark : {false, true}) {
+            const Colours &c = dark ? Colours::dark() : Colours::light();
+            const auto row = [dark](const char *name, const QColor &text, const QColor &background,
+                                    double least) {
+                QTest::addRow("%s %s", dark ? "dark" : "light", name) << text << background << least;
+            };
+            row("text on background", c.foreground, c.groupedBackground, 4.5);
+            row("text on card", c.foreground, c.card, 4.5);
+            row("secondary on background", c.secondary, c.groupedBackground, 4.5);
+            row("secondary on card", c.secondary, c.card, 4.5);
+            row("teal on background", c.teal, c.groupedBackground, 4.5);
+            row("teal on card", c.teal, c.card, 4.5);
+            row("teal on tint", c.teal, c.tealTint, 4.5);
+            row("red on card", c.red, c.card, 4.5);
+            row("on teal", c.textOnTeal, c.tealFill, 4.5);
+            row("on navy", c.textOnNavy, c.navy, 4.5);
+            row("on bright teal", c.textOnBrightTeal, c.brightTeal, 4.5);
+            row("navy title on background", c.navyText, c.groupedBackground, 3.0);
+            row("navy title on card", c.navyText, c.card, 3.0);
+        }
+    }
+
+    void textIsReadable()
+    {
+        QFETCH(QColor, text);
+        QFETCH(QColor, background);
+        QFETCH(double, least);
+        QCOMPARE(text.alpha(), 255);
+        QCOMPARE(background.alpha(), 255);
+        const double ratio = contrast(text, background);
+        QVERIFY2(ratio >= least, qPrintable(QString::number(ratio, 'f', 2)));
+    }
+
+    // The brand's colours stay themselves: navy stays blue and dark under white text, teal stays
+    // the teal of its fills, red stays red.
+    void brandIsRecognisable_data()
+    {
+        QTest::addColumn<bool>("dark");
+        QTest::newRow("light") << false;
+        QTest::newRow("dark") << true;
+    }
+
+    void brandIsRecognisable()
+    {
+        QFETCH(bool, dark);
+        const Colours &c = dark ? Colours::dark() : Colours::light();
+        QCOMPARE(c.tealFill, teal());
+        QVERIFY(std::abs(c.navy.hslHue() - navy().hslHue()) < 10);
+        QVERIFY(std::abs(c.navyText.hslHue() - navy().hslHue()) < 10);
+        QVERIFY(std::abs(c.teal.hslHue() - teal().hslHue()) < 10);
+        QVERIFY(c.red.hslHue() < 10 || c.red.hslHue() > 350);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTheme)
+#include "tst_theme.moc"
