@@ -84,7 +84,15 @@ AppHarness::AppHarness(std::chrono::milliseconds checkPeriod, QString origin)
                                                                 .checkPeriod = checkPeriod}))
 {}
 
-AppHarness::~AppHarness() = default;
+AppHarness::~AppHarness()
+{
+    engine.reset();
+    workspace.reset();
+    // Requests still in flight end with their stores, and their waiting operations resume from
+    // the event loop: let it turn, as the program's would, so that none of them is left behind.
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
 
 bool AppHarness::show()
 {
