@@ -1,5 +1,8 @@
 #include "curlloop.h"
 
+#include "curltransfer.h"
+#include "secretmemory.h"
+
 #include <QCoreApplication>
 #include <QObject>
 #include <QSocketNotifier>
@@ -17,139 +20,6 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
-
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-// No answer of ours has a head this long; without this cap curl takes up to 300 KiB of it.
-constexpr qsizetype headLimit = 64 * 1024;
-
-void wipe(QByteArray &bytes)
-{
-    // A shared buffer would be copied by data() and only the copy wiped; ours are never shared.
-    if (bytes.isDetached())
-        explicit_bzero(bytes.data(), static_cast<size_t>(bytes.size()));
-    bytes.clear();
-}
-
-bool isLoopback(std::string_view host)
-{
-    return host == "127.0.0.1" || host == "[::1]" || host == "::1" || host == "localhost";
-}
-
-// Which protocol the URL may go out by: https, or http when its host is loopback (a development
-// service on this machine); none for anything else or for text that is no URL.
-std::optional<std::string_view> protocolFor(const QByteArray &url)
-{
-    const std::unique_ptr<CURLU, void (*)(CURLU *)> parsed(curl_url(), curl_url_cleanup);
-    if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.constData(), CURLU_PATH_AS_IS) != CURLUE_OK)
-        return std::nullopt;
-    char *scheme = nullptr;
-    char *host = nullptr;
-    std::optional<std::string_view> protocol;
-    if (curl_url_get(parsed.get(), CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK
-        && curl_url_get(parsed.get(), CURLUPART_HOST, &host, 0) == CURLUE_OK) {
-        if (std::strcmp(scheme, "https") == 0)
-            protocol = "https";
-        else if (std::strcmp(scheme, "http") == 0 && isLoopback(host))
-            protocol = "http";
-    }
-    curl_free(scheme);
-    curl_free(host);
-    return protocol;
-}
-
-struct Transfer
-{
-    Transfer(qsizetype limit, std::chrono::milliseconds quiet)
-        : bodyLimit(limit)
-        , idleLimit(quiet)
-    {
-        idle.setSingleShot(true);
-        idle.setTimerType(Qt::PreciseTimer);
-    }
-    Transfer(const Transfer &) = delete;
-    Transfer &operator=(const Transfer &) = delete;
-    ~Transfer() { forgetHeaders(); }
-
-    // The header list may hold the bearer token: it is wiped before curl frees it.
-    void forgetHeaders()
-    {
-        for (curl_slist *line = headers; line; line = line->next)
-            explicit_bzero(line->data, std::strlen(line->data));
-        curl_slist_free_all(headers);
-        headers = nullptr;
-    }
-
-    const qsizetype bodyLimit;
-    const std::chrono::milliseconds idleLimit;
-    Clock::time_point arrived = Clock::now();
-    qsizetype headBytes = 0;
-    bool strayPeer = false; // a loopback origin that connected elsewhere
-    curl_slist *headers = nullptr;
-    QByteArray upload; // curl reads the POST body from here without copying it
-    QTimer idle;
-    CurlReply reply;
-    bool done = false;
-    std::coroutine_handle<> waiter;
-};
-
-// Held by raw pointer and trivially destructible: GCC 12 destroys an aggregate awaiter that
-// owns a shared_ptr twice. The coroutine frame keeps the transfer alive.
-class Waiter
-{
-public:
-    explicit Waiter(Transfer *transfer)
-        : m_transfer(transfer)
-    {}
-    bool await_ready() const noexcept { return m_transfer->done; }
-    void await_suspend(std::coroutine_handle<> waiter) noexcept { m_transfer->waiter = waiter; }
-    CurlReply await_resume() { return std::move(m_transfer->reply); }
-
-private:
-    Transfer *m_transfer;
-};
-
-// The callbacks below run inside curl: they only copy bytes and set flags, never touch the multi
-// handle and never run anything that could spin an event loop.
-
-size_t onBody(char *data, size_t size, size_t count, void *context)
-{
-    auto *transfer = static_cast<Transfer *>(context);
-    const auto bytes = static_cast<qsizetype>(size * count);
-    transfer->arrived = Clock::now();
-    if (transfer->reply.body.size() + bytes >= transfer->bodyLimit) {
-        transfer->reply.overflow = true;
-        return CURL_WRITEFUNC_ERROR;
-    }
-    transfer->reply.body.append(data, bytes);
-    return size * count;
-}
-
-size_t onHead(char *, size_t size, size_t count, void *context)
-{
-    auto *transfer = static_cast<Transfer *>(context);
-    transfer->arrived = Clock::now();
-    transfer->headBytes += static_cast<qsizetype>(size * count);
-    if (transfer->headBytes > headLimit) {
-        transfer->reply.overflow = true;
-        return 0;
-    }
-    return size * count;
-}
-
-// A loopback host name may still resolve elsewhere: plain http leaves only for a loopback peer.
-// Runs once connected, before the request is sent.
-int onConnected(void *context, char *peer, char *, int, int)
-{
-    if (isLoopback(peer))
-        return CURL_PREREQFUNC_OK;
-    static_cast<Transfer *>(context)->strayPeer = true;
-    return CURL_PREREQFUNC_ABORT;
-}
-
-} // namespace
 
 class CurlLoop::Multi
 {
