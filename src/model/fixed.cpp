@@ -12,8 +12,8 @@ constexpr int mostDecimals = 17;
 
 QString fixed(double value, int decimals)
 {
-    // QString::asprintf and QString::number round a halfway value away from zero (2.625 as
-    // 2.63); std::to_chars rounds exactly as the C library does and never reads the locale.
+    // Qt's own number formatting rounds a halfway value away from zero (2.625 as 2.63);
+    // std::to_chars rounds exactly as the C library does and never reads the locale.
     // The largest double has DBL_MAX_10_EXP + 1 digits before the point.
     char text[1 + DBL_MAX_10_EXP + 1 + 1 + mostDecimals];
     const auto result = std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed,
