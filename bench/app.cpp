@@ -10,30 +10,26 @@
 // that sign in take the person at the keyboard as the owner and approve the portal as a browser
 // would; the others use the desktop's own authenticator and browser, exactly as the app does.
 
-#include "appsetup.h"
-#include "ownersession.h"
-#include "pamownerauthenticator.h"
+#include "app/appsetup.h"
+#include "app/urlopener.h"
+#include "app/workspace.h"
+#include "owner/ownersession.h"
 #include "probe.h"
 #include "standins.h"
-#include "tradescreen.h"
-#include "urlopener.h"
-#include "workspace.h"
+#include "trade/tradescreen.h"
+#include "unlock/pamownerauthenticator.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
-#include <QtQml/qqmlextensionplugin.h>
 
 #include <QCoroTask>
 
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-
-Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
-Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 using namespace std::chrono_literals;
 using probe::pause;

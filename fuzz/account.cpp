@@ -1,11 +1,11 @@
 // The account screen's presenters: the account record, every history row, and the explorer link
 // for any hash.
-#include "accountrecord.h"
+#include "account/accountrecord.h"
+#include "account/historylist.h"
 #include "check.h"
-#include "historylist.h"
-#include "owneranswers.h"
-#include "ownerclient.h"
-#include "received.h"
+#include "model/received.h"
+#include "owner/owneranswers.h"
+#include "owner/ownerclient.h"
 
 #include <QJsonDocument>
 

@@ -1,10 +1,10 @@
 // The paper trade calculator over any inputs, any quote and any clock, and the snapshot rows
 // of the trade lab for that quote.
 #include "check.h"
-#include "number.h"
-#include "papertrade.h"
-#include "quotelist.h"
-#include "snapshotrows.h"
+#include "market/quotelist.h"
+#include "model/number.h"
+#include "trade/papertrade.h"
+#include "trade/snapshotrows.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 

@@ -1,5 +1,5 @@
 // Number from text over any text.
-#include "number.h"
+#include "model/number.h"
 #include "check.h"
 
 #include <charconv>

@@ -2,9 +2,9 @@
 // a reply and then through what the session reads of each request's answer; the same bytes as a
 // receipt identifier, through the rule that decides whether it may go on the wire.
 #include "check.h"
-#include "owneranswers.h"
-#include "ownerclient.h"
-#include "received.h"
+#include "model/received.h"
+#include "owner/owneranswers.h"
+#include "owner/ownerclient.h"
 
 #include <QJsonDocument>
 #include <QUrl>

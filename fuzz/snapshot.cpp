@@ -1,7 +1,7 @@
 // The market snapshot body, as the service sends it, into the quotes the store shows.
-#include "snapshot.h"
+#include "model/snapshot.h"
 #include "check.h"
-#include "markets.h"
+#include "market/markets.h"
 
 #include <QStringDecoder>
 

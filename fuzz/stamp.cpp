@@ -1,5 +1,5 @@
 // stamp() over any text.
-#include "stamp.h"
+#include "model/stamp.h"
 #include "check.h"
 
 #include <QRegularExpression>

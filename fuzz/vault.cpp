@@ -1,7 +1,7 @@
 // The vault status body into the three texts of the vault store.
 #include "check.h"
-#include "snapshot.h"
-#include "vaultbalance.h"
+#include "model/snapshot.h"
+#include "vault/vaultbalance.h"
 
 #include <QJsonObject>
 #include <QRegularExpression>

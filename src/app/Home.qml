@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
-import Kelvra
+import Kelvra.Controls
 import Kelvra.Core
 
 // The Home tab: the vault card with its shortcuts, the market watch and the competition link.

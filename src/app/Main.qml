@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
-import Kelvra
+import Kelvra.Controls
 import Kelvra.Core
 
 // The one window: the welcome screen until the user enters, then four tabs; the alert over both.

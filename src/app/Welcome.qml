@@ -3,7 +3,7 @@ import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Controls.impl
 import QtQuick.Layouts
-import Kelvra
+import Kelvra.Controls
 import Kelvra.Core
 
 // The first screen: a guest path straight in, and the owner path through the unlock gate.

@@ -1,4 +1,4 @@
-#include "appsetup.h"
+#include "app/appsetup.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -10,8 +10,14 @@
 #include <QQmlNetworkAccessManagerFactory>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QtQml/qqmlextensionplugin.h>
 
 #include <unistd.h>
+
+// The QML modules are linked in statically; whoever sets the application up gets all three.
+Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
+Q_IMPORT_QML_PLUGIN(Kelvra_ControlsPlugin)
+Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 namespace {
 
@@ -105,4 +111,6 @@ void prepareEngine(QQmlEngine &engine)
     // markup: an <img> in it, or any other network URL, fetches nothing.
     static ResourcesOnlyFactory factory;
     engine.setNetworkAccessManagerFactory(&factory);
+    // The modules' files are carried under qrc:/Kelvra/..., where Qt 6.4 does not look by itself.
+    engine.addImportPath(QStringLiteral("qrc:/"));
 }

@@ -1,4 +1,4 @@
-#include "colorscheme.h"
+#include "app/colorscheme.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>

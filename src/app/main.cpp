@@ -1,19 +1,15 @@
 // Kelvra: one window whose content is one Workspace.
 
-#include "appsetup.h"
-#include "ownerauthenticator.h"
-#include "pamownerauthenticator.h"
-#include "site.h"
-#include "urlopener.h"
-#include "workspace.h"
+#include "app/appsetup.h"
+#include "app/urlopener.h"
+#include "app/workspace.h"
+#include "model/site.h"
+#include "unlock/ownerauthenticator.h"
+#include "unlock/pamownerauthenticator.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
-#include <QtQml/qqmlextensionplugin.h>
-
-Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
-Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 int main(int argc, char *argv[])
 {

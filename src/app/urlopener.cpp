@@ -1,4 +1,4 @@
-#include "urlopener.h"
+#include "app/urlopener.h"
 
 #include <QDesktopServices>
 

@@ -1,12 +1,12 @@
-#include "workspace.h"
+#include "app/workspace.h"
 
-#include "markets.h"
-#include "ownerauthenticator.h"
-#include "ownerprompt.h"
-#include "ownersession.h"
-#include "tradescreen.h"
-#include "urlopener.h"
-#include "vaultbalance.h"
+#include "app/urlopener.h"
+#include "market/markets.h"
+#include "owner/ownersession.h"
+#include "trade/tradescreen.h"
+#include "unlock/ownerauthenticator.h"
+#include "unlock/ownerprompt.h"
+#include "vault/vaultbalance.h"
 
 #include <QGuiApplication>
 

@@ -27,11 +27,11 @@ class VaultBalance;
 // screens share, the start-up loads, the periodic session check and the owner unlock gate.
 class Workspace : public QObject
 {
-    Q_MOC_INCLUDE("markets.h")
-    Q_MOC_INCLUDE("ownerprompt.h")
-    Q_MOC_INCLUDE("ownersession.h")
-    Q_MOC_INCLUDE("tradescreen.h")
-    Q_MOC_INCLUDE("vaultbalance.h")
+    Q_MOC_INCLUDE("market/markets.h")
+    Q_MOC_INCLUDE("unlock/ownerprompt.h")
+    Q_MOC_INCLUDE("owner/ownersession.h")
+    Q_MOC_INCLUDE("trade/tradescreen.h")
+    Q_MOC_INCLUDE("vault/vaultbalance.h")
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The program makes the one Workspace")

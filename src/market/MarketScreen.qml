@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Kelvra
+import Kelvra.Controls
 import Kelvra.Core
 
 // The Markets tab: the searchable quote list, the store's status line and the disclaimer;

@@ -1,8 +1,8 @@
-#include "markets.h"
+#include "market/markets.h"
 
-#include "json.h"
-#include "regionformat.h"
-#include "snapshot.h"
+#include "model/json.h"
+#include "model/regionformat.h"
+#include "model/snapshot.h"
 
 #include <QDateTime>
 

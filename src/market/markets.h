@@ -1,8 +1,8 @@
 #pragma once
 
-#include "inflight.h"
-#include "quote.h"
-#include "service.h"
+#include "model/inflight.h"
+#include "model/quote.h"
+#include "model/service.h"
 
 #include <QJsonObject>
 #include <QList>

@@ -1,8 +1,8 @@
-#include "quotelist.h"
+#include "market/quotelist.h"
 
-#include "fixed.h"
-#include "markets.h"
-#include "regionformat.h"
+#include "market/markets.h"
+#include "model/fixed.h"
+#include "model/regionformat.h"
 
 QuoteList::QuoteList(QObject *parent)
     : QAbstractListModel(parent)

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "quote.h"
+#include "model/quote.h"
 
 #include <QAbstractListModel>
 #include <QLocale>
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
-#include "markets.h"
+#include "market/markets.h"
 
 // The rows a market list shows: the store's quotes that pass the search, in the store's order,
 // each with its display texts. Rows are positional, so two quotes of one pair are two rows.

@@ -1,4 +1,4 @@
-#include "brand.h"
+#include "model/brand.h"
 
 QColor navy()
 {

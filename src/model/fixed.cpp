@@ -1,4 +1,4 @@
-#include "fixed.h"
+#include "model/fixed.h"
 
 #include <algorithm>
 #include <cfloat>

@@ -1,4 +1,4 @@
-#include "inflight.h"
+#include "model/inflight.h"
 
 #include <QNetworkReply>
 

@@ -1,6 +1,6 @@
-#include "json.h"
+#include "model/json.h"
 
-#include "number.h"
+#include "model/number.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,4 @@
-#include "number.h"
+#include "model/number.h"
 
 #include <QByteArray>
 

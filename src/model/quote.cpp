@@ -1,4 +1,4 @@
-#include "quote.h"
+#include "model/quote.h"
 
 #include <array>
 #include <utility>

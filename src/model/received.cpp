@@ -1,4 +1,4 @@
-#include "received.h"
+#include "model/received.h"
 
 #include <QCoroNetworkReply>
 #include <QPointer>

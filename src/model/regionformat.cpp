@@ -1,4 +1,4 @@
-#include "regionformat.h"
+#include "model/regionformat.h"
 
 #include <QLocale>
 #include <QRegularExpression>

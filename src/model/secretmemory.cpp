@@ -1,4 +1,4 @@
-#include "secretmemory.h"
+#include "model/secretmemory.h"
 
 #include <atomic>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "service.h"
+#include "model/service.h"
 
 std::optional<QUrl> Service::url(QStringView path) const
 {

@@ -1,6 +1,6 @@
-#include "site.h"
+#include "model/site.h"
 
-#include "siteconfig.h"
+#include "model/siteconfig.h"
 
 const QString &site()
 {

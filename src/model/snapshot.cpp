@@ -1,8 +1,8 @@
-#include "snapshot.h"
+#include "model/snapshot.h"
 
-#include "inflight.h"
-#include "json.h"
-#include "received.h"
+#include "model/inflight.h"
+#include "model/json.h"
+#include "model/received.h"
 
 #include <QPointer>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service.h"
+#include "model/service.h"
 
 #include <QJsonObject>
 #include <QNetworkAccessManager>

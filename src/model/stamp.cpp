@@ -1,4 +1,4 @@
-#include "stamp.h"
+#include "model/stamp.h"
 
 #include <QDate>
 #include <QRegularExpression>

@@ -1,7 +1,7 @@
-#include "theme.h"
+#include "model/theme.h"
 
-#include "brand.h"
-#include "colorscheme.h"
+#include "app/colorscheme.h"
+#include "model/brand.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "curlloop.h"
+#include "owner/curlloop.h"
 
-#include "curltransfer.h"
-#include "secretmemory.h"
+#include "model/secretmemory.h"
+#include "owner/curltransfer.h"
 
 #include <QCoreApplication>
 #include <QObject>

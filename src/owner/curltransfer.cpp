@@ -1,4 +1,4 @@
-#include "curltransfer.h"
+#include "owner/curltransfer.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "curlloop.h"
+#include "owner/curlloop.h"
 
 #include <QByteArray>
 #include <QTimer>

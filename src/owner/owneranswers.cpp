@@ -1,7 +1,7 @@
-#include "owneranswers.h"
+#include "owner/owneranswers.h"
 
-#include "json.h"
-#include "secretmemory.h"
+#include "model/json.h"
+#include "model/secretmemory.h"
 
 std::optional<PortalAnswer> readPortal(const QJsonObject &answer, const QString &host)
 {

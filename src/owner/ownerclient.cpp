@@ -1,7 +1,7 @@
-#include "ownerclient.h"
+#include "owner/ownerclient.h"
 
-#include "json.h"
-#include "received.h"
+#include "model/json.h"
+#include "model/received.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

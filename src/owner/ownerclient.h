@@ -1,7 +1,7 @@
 #pragma once
 
-#include "curlloop.h"
-#include "service.h"
+#include "model/service.h"
+#include "owner/curlloop.h"
 
 #include <QJsonObject>
 #include <QJsonParseError>

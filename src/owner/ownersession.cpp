@@ -1,7 +1,7 @@
-#include "ownersession.h"
+#include "owner/ownersession.h"
 
-#include "owneranswers.h"
-#include "regionformat.h"
+#include "model/regionformat.h"
+#include "owner/owneranswers.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ownerclient.h"
-#include "secretmemory.h"
-#include "service.h"
+#include "model/secretmemory.h"
+#include "model/service.h"
+#include "owner/ownerclient.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

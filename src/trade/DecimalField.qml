@@ -1,4 +1,5 @@
 import QtQuick
+import Kelvra.Controls
 import QtQuick.Controls
 import QtQuick.Layouts
 

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import Kelvra.Core
+import Kelvra.Controls
 
 // The trade side as a two-segment control: one radio button per side.
 Row {

@@ -1,8 +1,8 @@
-#include "papertrade.h"
+#include "trade/papertrade.h"
 
-#include "fixed.h"
-#include "number.h"
-#include "stamp.h"
+#include "model/fixed.h"
+#include "model/number.h"
+#include "model/stamp.h"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
-#include "snapshotrows.h"
+#include "trade/snapshotrows.h"
 
-#include "fixed.h"
-#include "regionformat.h"
-#include "stamp.h"
+#include "model/fixed.h"
+#include "model/regionformat.h"
+#include "model/stamp.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "quote.h"
+#include "model/quote.h"
 
 #include <QString>
 

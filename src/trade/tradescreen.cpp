@@ -1,7 +1,7 @@
-#include "tradescreen.h"
+#include "trade/tradescreen.h"
 
-#include "markets.h"
-#include "papertrade.h"
+#include "market/markets.h"
+#include "trade/papertrade.h"
 
 #include <QVariantMap>
 

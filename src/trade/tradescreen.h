@@ -1,7 +1,7 @@
 #pragma once
 
-#include "quote.h"
-#include "snapshotrows.h"
+#include "model/quote.h"
+#include "trade/snapshotrows.h"
 
 #include <QDateTime>
 #include <QObject>

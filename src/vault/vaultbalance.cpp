@@ -1,9 +1,9 @@
-#include "vaultbalance.h"
+#include "vault/vaultbalance.h"
 
-#include "fixed.h"
-#include "json.h"
-#include "number.h"
-#include "snapshot.h"
+#include "model/fixed.h"
+#include "model/json.h"
+#include "model/number.h"
+#include "model/snapshot.h"
 
 #include <cmath>
 #include <optional>

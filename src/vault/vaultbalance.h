@@ -1,7 +1,7 @@
 #pragma once
 
-#include "inflight.h"
-#include "service.h"
+#include "model/inflight.h"
+#include "model/service.h"
 
 #include <QObject>
 #include <QPointer>

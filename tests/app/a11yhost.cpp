@@ -6,16 +6,12 @@
 //   kelvra-a11yhost WIDTH HEIGHT   (a window tall enough for whole screens: the bus shows only
 //                                   what is in the window's view)
 
+#include "app/appsetup.h"
 #include "appharness.h"
-#include "appsetup.h"
 #include "localservice.h"
 #include "scriptedownerauthenticator.h"
 
 #include <QGuiApplication>
-#include <QtQml/qqmlextensionplugin.h>
-
-Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
-Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 int main(int argc, char *argv[])
 {

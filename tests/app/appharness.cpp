@@ -1,9 +1,9 @@
 #include "appharness.h"
 
-#include "appsetup.h"
-#include "ownersession.h"
+#include "app/appsetup.h"
+#include "owner/ownersession.h"
 #include "scriptedownerauthenticator.h"
-#include "vaultbalance.h"
+#include "vault/vaultbalance.h"
 
 #include <QAccessible>
 #include <QKeySequence>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ownerprompt.h" // Workspace::prompt() needs it whole
+#include "app/urlopener.h"
+#include "app/workspace.h"
 #include "testservice.h"
-#include "urlopener.h"
-#include "workspace.h"
+#include "unlock/ownerprompt.h" // Workspace::prompt() needs it whole
 
 #include <QJsonArray>
 #include <QJsonObject>

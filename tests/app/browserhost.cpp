@@ -11,22 +11,18 @@
 // within a minute. The app checks the claim every quarter second, as its half-minute timer would
 // once the owner returns.
 
+#include "app/appsetup.h"
 #include "appharness.h"
-#include "appsetup.h"
 #include "localservice.h"
-#include "ownersession.h"
+#include "owner/ownersession.h"
 #include "scriptedownerauthenticator.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
 #include <QTest>
-#include <QtQml/qqmlextensionplugin.h>
 
 #include <cstdio>
 #include <unistd.h>
-
-Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
-Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 namespace {
 

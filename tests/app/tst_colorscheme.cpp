@@ -1,7 +1,7 @@
 #include "appharness.h"
+#include "model/theme.h"
 #include "quiet.h"
 #include "standins.h"
-#include "theme.h"
 
 #include <QDBusConnectionInterface>
 #include <QQmlContext>

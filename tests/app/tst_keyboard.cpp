@@ -1,8 +1,8 @@
 #include "appharness.h"
-#include "ownersession.h"
+#include "owner/ownersession.h"
 #include "quiet.h"
 #include "scriptedownerauthenticator.h"
-#include "tradescreen.h"
+#include "trade/tradescreen.h"
 
 #include <QQuickStyle>
 #include <QTest>

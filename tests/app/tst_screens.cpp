@@ -1,9 +1,9 @@
 #include "appharness.h"
-#include "ownersession.h"
+#include "owner/ownersession.h"
 #include "quiet.h"
 #include "scriptedownerauthenticator.h"
-#include "tradescreen.h"
-#include "vaultbalance.h"
+#include "trade/tradescreen.h"
+#include "vault/vaultbalance.h"
 
 #include <QAccessible>
 #include <QDir>
@@ -281,10 +281,14 @@ private slots:
         static const R plain(QStringLiteral(R"(^[ \t]*textFormat: (Text|TextEdit)\.PlainText$)"),
                              R::MultilineOption);
         static const R format(QStringLiteral(R"(\btextFormat\b)"));
-        const QStringList files = QDir(QStringLiteral(":/Kelvra")).entryList({QStringLiteral("*.qml")});
+        QStringList files;
+        for (const QString &module : {QStringLiteral(":/Kelvra/"), QStringLiteral(":/Kelvra/Controls/")}) {
+            for (const QString &name : QDir(module).entryList({QStringLiteral("*.qml")}))
+                files << module + name;
+        }
         QVERIFY(files.size() > 20);
         for (const QString &name : files) {
-            QFile file(QStringLiteral(":/Kelvra/") + name);
+            QFile file(name);
             QVERIFY(file.open(QIODevice::ReadOnly));
             const QString qml = QString::fromUtf8(file.readAll());
             QVERIFY2(qml.count(element) == qml.count(plain) && qml.count(format) == qml.count(plain),

@@ -1,9 +1,9 @@
 #include "faultypeer.h"
-#include "markets.h"
-#include "ownersession.h"
+#include "market/markets.h"
+#include "model/regionformat.h"
+#include "owner/ownersession.h"
 #include "quiet.h"
-#include "regionformat.h"
-#include "vaultbalance.h"
+#include "vault/vaultbalance.h"
 
 #include <QCoroTask>
 #include <QElapsedTimer>

@@ -4,22 +4,18 @@
 // sign-out. Prints nothing and exits 0 when every step came out as it should; otherwise names
 // the step that did not.
 
+#include "app/appsetup.h"
 #include "appharness.h"
-#include "appsetup.h"
-#include "markets.h"
-#include "ownersession.h"
+#include "market/markets.h"
+#include "owner/ownersession.h"
 #include "scriptedownerauthenticator.h"
-#include "tradescreen.h"
-#include "vaultbalance.h"
+#include "trade/tradescreen.h"
+#include "vault/vaultbalance.h"
 
 #include <QGuiApplication>
 #include <QTest>
-#include <QtQml/qqmlextensionplugin.h>
 
 #include <cstdio>
-
-Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
-Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 namespace {
 

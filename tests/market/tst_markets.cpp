@@ -1,6 +1,6 @@
-#include "markets.h"
+#include "market/markets.h"
+#include "model/regionformat.h"
 #include "quiet.h"
-#include "regionformat.h"
 #include "testservice.h"
 
 #include <QCoroTask>

@@ -1,8 +1,8 @@
 #include "commalocale.h"
-#include "markets.h"
+#include "market/markets.h"
+#include "market/quotelist.h"
+#include "model/regionformat.h"
 #include "quiet.h"
-#include "quotelist.h"
-#include "regionformat.h"
 #include "testservice.h"
 
 #include <QCoroTask>

@@ -1,9 +1,9 @@
-#include "historylist.h"
-#include "papertrade.h"
+#include "account/historylist.h"
+#include "market/quotelist.h"
+#include "model/regionformat.h"
 #include "quiet.h"
-#include "quotelist.h"
-#include "regionformat.h"
-#include "snapshotrows.h"
+#include "trade/papertrade.h"
+#include "trade/snapshotrows.h"
 
 #include <QScopeGuard>
 #include <QTest>

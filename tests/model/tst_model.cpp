@@ -1,13 +1,13 @@
 #include "commalocale.h"
-#include "markets.h"
-#include "number.h"
-#include "ownerclient.h"
+#include "market/markets.h"
+#include "model/number.h"
+#include "model/quote.h"
+#include "model/received.h"
+#include "model/snapshot.h"
+#include "model/stamp.h"
+#include "owner/ownerclient.h"
 #include "quiet.h"
-#include "quote.h"
-#include "received.h"
-#include "snapshot.h"
-#include "stamp.h"
-#include "vaultbalance.h"
+#include "vault/vaultbalance.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
-#include "brand.h"
-#include "theme.h"
+#include "model/brand.h"
+#include "model/theme.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
 #include "faultypeer.h"
-#include "ownerclient.h"
+#include "owner/ownerclient.h"
 #include "quiet.h"
 #include "testservice.h"
 

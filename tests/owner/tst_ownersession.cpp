@@ -1,7 +1,7 @@
-#include "ownersession.h"
+#include "model/regionformat.h"
+#include "model/secretmemory.h"
+#include "owner/ownersession.h"
 #include "quiet.h"
-#include "regionformat.h"
-#include "secretmemory.h"
 #include "testservice.h"
 
 #include <QCoroTask>

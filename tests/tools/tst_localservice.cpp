@@ -1,5 +1,5 @@
 #include "localservice.h"
-#include "markets.h"
+#include "market/markets.h"
 #include "quiet.h"
 
 #include <QCryptographicHash>

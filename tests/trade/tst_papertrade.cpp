@@ -1,12 +1,12 @@
-#include "papertrade.h"
-#include "tradescreen.h"
+#include "trade/papertrade.h"
+#include "trade/tradescreen.h"
 
 #include "commalocale.h"
-#include "markets.h"
+#include "market/markets.h"
+#include "model/regionformat.h"
 #include "quiet.h"
-#include "regionformat.h"
-#include "snapshotrows.h"
 #include "testservice.h"
+#include "trade/snapshotrows.h"
 
 #include <QCoroTask>
 #include <QJsonArray>

@@ -1,4 +1,4 @@
-#include "vaultbalance.h"
+#include "vault/vaultbalance.h"
 
 #include "commalocale.h"
 #include "quiet.h"

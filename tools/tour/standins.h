@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ownerauthenticator.h"
-#include "urlopener.h"
+#include "app/urlopener.h"
+#include "unlock/ownerauthenticator.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>

@@ -8,13 +8,13 @@
 // would, so that the tour reaches the signed-in account. With --scheme it stands in for the
 // desktop portal, preferring that colour scheme; run it on a bus of its own (dbus-run-session).
 
-#include "appsetup.h"
+#include "app/appsetup.h"
+#include "app/workspace.h"
 #include "localservice.h"
-#include "ownersession.h"
+#include "model/theme.h"
+#include "owner/ownersession.h"
 #include "standins.h"
-#include "theme.h"
-#include "tradescreen.h"
-#include "workspace.h"
+#include "trade/tradescreen.h"
 
 #include <QCommandLineParser>
 #include <QCoroTask>
@@ -26,14 +26,10 @@
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QTimer>
-#include <QtQml/qqmlextensionplugin.h>
 
 #include <cstdio>
 #include <memory>
 #include <optional>
-
-Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
-Q_IMPORT_QML_PLUGIN(KelvraPlugin)
 
 using namespace std::chrono_literals;
 

@@ -1,4 +1,4 @@
-#include "readingorder.h"
+#include "controls/readingorder.h"
 
 #include <algorithm>
 

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Kelvra.Core
+import Kelvra.Controls
 
 // The service's own pages, opened in the user's browser.
 Section {

@@ -1,4 +1,4 @@
-#include "qrcode.h"
+#include "controls/qrcode.h"
 
 #include <QPainter>
 #include <QQuickWindow>

@@ -1,4 +1,4 @@
-#include "ownerprompt.h"
+#include "unlock/ownerprompt.h"
 
 #include <utility>
 

@@ -1,5 +1,5 @@
-#include "pamownerauthenticator.h"
-#include "pamexchange.h"
+#include "unlock/pamownerauthenticator.h"
+#include "unlock/pamexchange.h"
 
 #include <QFileInfo>
 #include <QPointer>

@@ -1,8 +1,8 @@
 // The shipped service file against the machine's real PAM stack. It needs root: it adds a
 // throwaway account without a home, installs the service file if it is missing, runs this
 // binary as that account, and removes both again. Without root it reports a skip (77).
-#include "pamownerauthenticator.h"
 #include "quiet.h"
+#include "unlock/pamownerauthenticator.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ownerprompt.h"
+#include "unlock/ownerprompt.h"
 
 #include <QObject>
 #include <QString>

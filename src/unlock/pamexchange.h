@@ -1,7 +1,7 @@
 #pragma once
 
-#include "secretbuffer.h"
-#include "secretmemory.h"
+#include "model/secretmemory.h"
+#include "unlock/secretbuffer.h"
 
 #include <QString>
 

@@ -1,11 +1,11 @@
-#include "accountrecord.h"
-#include "historylist.h"
-#include "ownerprompt.h" // Workspace needs it whole
+#include "account/accountrecord.h"
+#include "account/historylist.h"
+#include "app/urlopener.h"
+#include "app/workspace.h"
+#include "model/regionformat.h"
+#include "model/stamp.h"
 #include "quiet.h"
-#include "regionformat.h"
-#include "stamp.h"
-#include "urlopener.h"
-#include "workspace.h"
+#include "unlock/ownerprompt.h" // Workspace needs it whole
 
 #include <QJsonDocument>
 #include <QTest>

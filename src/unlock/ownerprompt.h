@@ -1,6 +1,6 @@
 #pragma once
 
-#include "secretbuffer.h"
+#include "unlock/secretbuffer.h"
 
 #include <QObject>
 #include <QString>

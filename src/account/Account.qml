@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
 import QtQuick.Layouts
-import Kelvra
+import Kelvra.Controls
 import Kelvra.Core
 
 // The Account tab: the owner session, the wallet and payment history while connected, the

@@ -1,6 +1,6 @@
 import QtQuick
 import QtQuick.Controls
-import Kelvra
+import Kelvra.Controls
 import Kelvra.Core
 
 // One payment of the history, on a band of its card.

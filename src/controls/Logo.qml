@@ -11,7 +11,7 @@ Item {
     Image {
         anchors.fill: parent
         // The wordmark in the navy of headings: the brand navy is lost on a dark background.
-        source: Style.dark ? "qrc:/Kelvra/logo-dark.png" : "qrc:/Kelvra/logo.png"
+        source: Style.dark ? "qrc:/Kelvra/Controls/logo-dark.png" : "qrc:/Kelvra/Controls/logo.png"
         fillMode: Image.PreserveAspectFit
         horizontalAlignment: Image.AlignHCenter
         verticalAlignment: Image.AlignVCenter

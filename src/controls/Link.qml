@@ -1,5 +1,4 @@
 import QtQuick
-import Kelvra
 import Kelvra.Core
 
 // Accent-coloured text that opens a web page when activated, by pointer, keyboard or screen

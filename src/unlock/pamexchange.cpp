@@ -1,4 +1,4 @@
-#include "pamexchange.h"
+#include "unlock/pamexchange.h"
 
 #include <QMetaObject>
 #include <QObject>

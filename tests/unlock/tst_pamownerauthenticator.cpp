@@ -1,5 +1,5 @@
-#include "pamownerauthenticator.h"
 #include "quiet.h"
+#include "unlock/pamownerauthenticator.h"
 
 #include <QFile>
 #include <QPointer>

@@ -5,7 +5,7 @@
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
-#include "ownersession.h"
+#include "owner/ownersession.h"
 
 // What the owner wallet section shows of the session's account record. Values are shown as the
 // service wrote them; a missing key or a value that is not a JSON string shows its fallback.

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Kelvra.Core
+import Kelvra.Controls
 
 // The shared test vault, which everyone sees, signed in or not.
 Section {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ownerauthenticator.h"
+#include "unlock/ownerauthenticator.h"
 
 #include <QString>
 #include <QStringList>

@@ -9,7 +9,7 @@
 
 #include <optional>
 
-#include "ownersession.h"
+#include "owner/ownersession.h"
 
 // The payment history entries of the account screen, one per row of the session's history, keyed
 // by position: two rows with the same "id" are two entries.

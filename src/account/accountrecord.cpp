@@ -1,7 +1,7 @@
-#include "accountrecord.h"
+#include "account/accountrecord.h"
 
-#include "json.h"
-#include "ownersession.h"
+#include "model/json.h"
+#include "owner/ownersession.h"
 
 AccountRecord::AccountRecord(QObject *parent)
     : QObject(parent)

@@ -1,9 +1,9 @@
-#include "historylist.h"
+#include "account/historylist.h"
 
-#include "json.h"
-#include "ownersession.h"
-#include "regionformat.h"
-#include "stamp.h"
+#include "model/json.h"
+#include "model/regionformat.h"
+#include "model/stamp.h"
+#include "owner/ownersession.h"
 
 namespace {
 

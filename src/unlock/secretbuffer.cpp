@@ -1,4 +1,4 @@
-#include "secretbuffer.h"
+#include "unlock/secretbuffer.h"
 
 #include <QStringEncoder>
 

@@ -1,5 +1,5 @@
-#include "ownerprompt.h"
 #include "quiet.h"
+#include "unlock/ownerprompt.h"
 
 #include <QQmlComponent>
 #include <QQmlEngine>

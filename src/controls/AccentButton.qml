@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Kelvra
 import Kelvra.Core
 
 // A borderless button in the accent colour, as a list row shows it; red when destructive.
