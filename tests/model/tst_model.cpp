@@ -2,12 +2,15 @@
 #include "markets.h"
 #include "number.h"
 #include "ownerclient.h"
+#include "ownerprompt.h"
+#include "ownersession.h"
 #include "quiet.h"
 #include "quote.h"
 #include "received.h"
 #include "snapshot.h"
 #include "stamp.h"
 #include "vaultbalance.h"
+#include "workspace.h"
 
 #include <QTest>
 
@@ -171,6 +174,27 @@ private slots:
         CommaLocale comma;
         QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
         QTEST(read(), "read");
+    }
+
+    // What the app runs with, read from the stores as the app makes them.
+    void defaults_data()
+    {
+        QTest::addColumn<qint64>("configured"); // milliseconds
+        QTest::addColumn<qint64>("ms");
+        const Workspace app(QStringLiteral("https://kelvra.invalid"), Workspace::Platform{});
+        const auto handedToQt = [](const Service &service) {
+            return qint64(service.request(QUrl(service.origin)).transferTimeout());
+        };
+        addRow("session check period", qint64(Workspace::Platform{}.checkPeriod.count()), qint64(30000));
+        addRow("market time-out", handedToQt(app.market()->service()), qint64(12000));
+        addRow("vault time-out", handedToQt(app.balance()->service()), qint64(12000));
+        addRow("owner time-out", qint64(app.session()->service().timeout.count()), qint64(12000));
+    }
+
+    void defaults()
+    {
+        QFETCH(qint64, configured);
+        QTEST(configured, "ms");
     }
 };
 
