@@ -33,6 +33,8 @@ public:
 
     const QList<Quote> &quotes() const { return m_quotes; }
     const QString &status() const { return m_status; }
+    // Where and with what time-out the store sends its requests.
+    const Service &service() const { return m_service; }
     bool loading() const { return m_loading; }
 
     // Fetches a new snapshot. While one load runs, a second returns at once and changes nothing.

@@ -1,5 +1,8 @@
 #include "model/service.h"
 
+#include <QSslCertificate>
+#include <QSslConfiguration>
+
 std::optional<QUrl> Service::url(QStringView path) const
 {
     const QUrl url(origin + path.toString(), QUrl::StrictMode);
@@ -12,5 +15,10 @@ QNetworkRequest Service::request(const QUrl &url) const
 {
     QNetworkRequest request(url);
     request.setTransferTimeout(static_cast<int>(timeout.count()));
+    if (!authorities.isEmpty()) {
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.setCaCertificates(QSslCertificate::fromData(authorities));
+        request.setSslConfiguration(tls);
+    }
     return request;
 }

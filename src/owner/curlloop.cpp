@@ -145,6 +145,12 @@ std::shared_ptr<Transfer> CurlLoop::Multi::start(CurlRequest request)
     // The system bundle is still used; Debian's CA path as well would keep curl from caching the
     // store, and load it on this thread for every connection.
     curl_easy_setopt(easy, CURLOPT_CAPATH, static_cast<char *>(nullptr));
+    if (!request.authorities.isEmpty()) {
+        // Copied by curl, and used instead of the system bundle.
+        curl_blob blob{request.authorities.data(), static_cast<size_t>(request.authorities.size()),
+                       CURL_BLOB_COPY};
+        curl_easy_setopt(easy, CURLOPT_CAINFO_BLOB, &blob);
+    }
     curl_easy_setopt(easy, CURLOPT_SHARE, m_share);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, idleMs);
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, t->headers);

@@ -24,6 +24,8 @@ struct CurlRequest
     std::chrono::milliseconds idle{12000};
     // Reading stops at the body's first byte at this size.
     qsizetype bodyLimit = 0;
+    // PEM certificates trusted instead of the system's bundle; empty: the system's.
+    QByteArray authorities;
 };
 
 struct CurlReply

@@ -144,6 +144,7 @@ QCoro::Task<RequestResult> OwnerClient::send(QString path, std::optional<Fields>
     request.url = m_service.origin.toUtf8() + *target;
     request.idle = m_service.timeout;
     request.bodyLimit = ownerReplyLimit;
+    request.authorities = m_service.authorities;
     if (!token.isEmpty())
         request.headers.append(bearerHeader(token));
     if (body) {

@@ -56,6 +56,8 @@ public:
     // can still be claimed.
     const QString &approvalUrl() const { return m_approvalUrl; }
     const QString &proof() const { return m_proof; }
+    // Where and with what time-out the session sends its requests.
+    const Service &service() const { return m_client.service(); }
     // Raised by every clear(), so that a check that was waiting can tell its results are stale.
     qint64 generation() const { return m_generation; }
 

@@ -44,6 +44,8 @@ public:
     const QString &balance() const { return m_balance; }
     const QString &budget() const { return m_budget; }
     const QString &status() const { return m_status; }
+    // Where and with what time-out the store sends its requests.
+    const Service &service() const { return m_service; }
 
     // Fetches the vault status once and replaces all three texts. Calls are not refused while
     // another runs: each writes when its reply ends, so the one that ends last is shown.

@@ -1,6 +1,10 @@
 #include "faultypeer.h"
 
+#include <QProcess>
 #include <QRegularExpression>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslSocket>
 #include <QTcpSocket>
 #include <QTimer>
 
@@ -8,17 +12,75 @@
 
 #include <memory>
 
-FaultyPeer::FaultyPeer(const QHash<QByteArray, QByteArray> &good)
+namespace {
+
+// A throwaway self-signed certificate for 127.0.0.1 and its key, from the openssl tool.
+QSslConfiguration makeIdentity()
+{
+    QProcess openssl;
+    openssl.start("openssl",
+                  {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+                   "-days", "1", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
+                   "-keyout", "/dev/stdout", "-out", "/dev/stdout"});
+    openssl.waitForFinished();
+    const QByteArray pem = openssl.readAllStandardOutput();
+    QSslConfiguration identity = QSslConfiguration::defaultConfiguration();
+    identity.setLocalCertificate(QSslCertificate::fromData(pem).value(0));
+    identity.setPrivateKey(QSslKey(pem, QSsl::Ec));
+    if (identity.localCertificate().isNull() || identity.privateKey().isNull())
+        qFatal("FaultyPeer: openssl made no certificate");
+    return identity;
+}
+
+const QSslConfiguration &identity(FaultyPeer::Certificate certificate)
+{
+    static const QSslConfiguration trusted = makeIdentity(), stranger = makeIdentity();
+    return certificate == FaultyPeer::Certificate::Trusted ? trusted : stranger;
+}
+
+} // namespace
+
+FaultyPeer::FaultyPeer(const QHash<QByteArray, QByteArray> &good, bool https)
     : m_good(good)
+    , m_certificate(https ? Certificate::Trusted : Certificate::None)
 {
     if (!listen(QHostAddress::LocalHost, 0))
         qFatal("FaultyPeer: no free loopback port");
 }
 
+QString FaultyPeer::origin() const
+{
+    return QStringLiteral("%1://127.0.0.1:%2")
+        .arg(m_certificate == Certificate::None ? "http" : "https")
+        .arg(serverPort());
+}
+
+void FaultyPeer::play(const Play &play)
+{
+    m_play = play;
+    if (play.certificate != Certificate::None)
+        m_certificate = play.certificate;
+}
+
+QByteArray FaultyPeer::authority()
+{
+    return identity(Certificate::Trusted).localCertificate().toPem();
+}
+
 void FaultyPeer::incomingConnection(qintptr descriptor)
 {
-    auto *socket = new QTcpSocket(this);
-    socket->setSocketDescriptor(descriptor);
+    QTcpSocket *socket = nullptr;
+    if (m_certificate == Certificate::None) {
+        socket = new QTcpSocket(this);
+        socket->setSocketDescriptor(descriptor);
+    } else {
+        // What arrives is read once decrypted; a client that refuses the certificate just closes.
+        auto *tls = new QSslSocket(this);
+        tls->setSocketDescriptor(descriptor);
+        tls->setSslConfiguration(identity(m_certificate));
+        tls->startServerEncryption();
+        socket = tls;
+    }
     connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
     auto pending = std::make_shared<QByteArray>();
     connect(socket, &QTcpSocket::readyRead, this, [this, socket, pending] {

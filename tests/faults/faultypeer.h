@@ -22,6 +22,9 @@ public:
         Reply,       // `status` with `body`, and a Location header when `location` is set
         Raw,         // `body` as it is, not HTTP at all, then the close
     };
+    // What a peer that speaks TLS shows the client: the certificate the client is given to
+    // trust, or one it knows nothing of.
+    enum class Certificate { None, Trusted, Stranger };
     struct Play
     {
         QByteArray path;
@@ -31,14 +34,19 @@ public:
         QByteArray location;
         // Reply and Endless send their body in chunks rather than with a length or to the close.
         bool chunked = false;
+        // From this play on, every connection shows this certificate (None: no change).
+        Certificate certificate = Certificate::None;
     };
 
-    // The good reply of each path; a path it does not know gets an empty one.
-    explicit FaultyPeer(const QHash<QByteArray, QByteArray> &good);
+    // The good reply of each path; a path it does not know gets an empty one. With `https`, every
+    // connection is TLS with the trusted certificate.
+    explicit FaultyPeer(const QHash<QByteArray, QByteArray> &good, bool https = false);
 
-    QString origin() const { return QStringLiteral("http://127.0.0.1:%1").arg(serverPort()); }
+    QString origin() const;
     // Makes the play's path misbehave from now on.
-    void play(const Play &play) { m_play = play; }
+    void play(const Play &play);
+    // The trusted certificate as PEM, made anew for each test run: what the client is given.
+    static QByteArray authority();
     int count(const QByteArray &path) const { return m_counts.value(path); }
     // Every request as it came, head and body, in the order they came.
     const QList<QByteArray> &requests() const { return m_requests; }
@@ -55,6 +63,7 @@ private:
     QHash<QByteArray, int> m_counts;
     QList<QByteArray> m_requests;
     Play m_play;
+    Certificate m_certificate = Certificate::None;
     qint64 m_pushed = 0;
     bool m_endlessClosed = false;
 };

@@ -47,26 +47,34 @@ private slots:
     {
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QStringList>("pairs"); // empty: the snapshot is refused
+        QTest::addColumn<int>("status");
         const QStringList none;
         // Any three pairs, in the reply's order; rows that are not quotes are left out.
         addRow("three rows, duplicates too", snapshot({row("X"), row("X"), row("DOGE-USD")}),
-               QStringList{"X", "X", "DOGE-USD"});
+               QStringList{"X", "X", "DOGE-USD"}, 200);
         addRow("three among unusable rows",
                snapshot({row("A", 1, "time"), row("BTC-USD"), row("A", 1, "pair"), row("A", 0),
                          row("ETH-USD"), row("A", -3), row("A", "150"), row("SOL-USD")}),
-               QStringList{"BTC-USD", "ETH-USD", "SOL-USD"});
-        addRow("four rows", snapshot(QJsonArray(threeRows) << row("XRP-USD")), none);
-        addRow("two rows", snapshot({row("BTC-USD"), row("ETH-USD")}), none);
-        addRow("a number among the rows", snapshot(QJsonArray(threeRows) << 5), none);
-        addRow("top-level array", QJsonDocument(threeRows).toJson(), none);
+               QStringList{"BTC-USD", "ETH-USD", "SOL-USD"}, 200);
+        addRow("four rows", snapshot(QJsonArray(threeRows) << row("XRP-USD")), none, 200);
+        addRow("two rows", snapshot({row("BTC-USD"), row("ETH-USD")}), none, 200);
+        addRow("a number among the rows", snapshot(QJsonArray(threeRows) << 5), none, 200);
+        addRow("top-level array", QJsonDocument(threeRows).toJson(), none, 200);
+        // Only a 200 counts, whatever the body.
+        for (const int status : {204, 304})
+            QTest::addRow("%d", status) << snapshot(threeRows) << none << status;
     }
 
     void outcome()
     {
         QFETCH(QByteArray, body);
         QFETCH(QStringList, pairs);
-        service.on("/market-data", {200, body});
+        QFETCH(int, status);
         Markets markets(&client, Service{service.origin()});
+        // Quotes a refused snapshot must not leave on show, a 304 included.
+        service.on("/market-data", {200, snapshot(threeRows)});
+        QCoro::waitFor(markets.load());
+        service.on("/market-data", {status, body});
         const QDateTime before = QDateTime::currentDateTime();
         QCoro::waitFor(markets.load());
         const QDateTime after = QDateTime::currentDateTime();

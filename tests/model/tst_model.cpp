@@ -1,3 +1,4 @@
+#include "app/workspace.h"
 #include "commalocale.h"
 #include "market/markets.h"
 #include "model/number.h"
@@ -6,7 +7,9 @@
 #include "model/snapshot.h"
 #include "model/stamp.h"
 #include "owner/ownerclient.h"
+#include "owner/ownersession.h"
 #include "quiet.h"
+#include "unlock/ownerprompt.h"
 #include "vault/vaultbalance.h"
 
 #include <QTest>
@@ -171,6 +174,27 @@ private slots:
         CommaLocale comma;
         QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
         QTEST(read(), "read");
+    }
+
+    // What the app runs with, read from the stores as the app makes them.
+    void defaults_data()
+    {
+        QTest::addColumn<qint64>("configured"); // milliseconds
+        QTest::addColumn<qint64>("ms");
+        const Workspace app(QStringLiteral("https://kelvra.invalid"), Workspace::Platform{});
+        const auto handedToQt = [](const Service &service) {
+            return qint64(service.request(QUrl(service.origin)).transferTimeout());
+        };
+        addRow("session check period", qint64(Workspace::Platform{}.checkPeriod.count()), qint64(30000));
+        addRow("market time-out", handedToQt(app.market()->service()), qint64(12000));
+        addRow("vault time-out", handedToQt(app.balance()->service()), qint64(12000));
+        addRow("owner time-out", qint64(app.session()->service().timeout.count()), qint64(12000));
+    }
+
+    void defaults()
+    {
+        QFETCH(qint64, configured);
+        QTEST(configured, "ms");
     }
 };
 

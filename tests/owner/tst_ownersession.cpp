@@ -122,25 +122,55 @@ private slots:
     void check_data()
     {
         QTest::addColumn<Answers>("answers"); // to the claim, status, account and history
+        QTest::addColumn<bool>("signedIn");   // with the token "old" when the sign-in starts
         QTest::addColumn<bool>("signOut");    // while the last answer is still out
         QTest::addColumn<QString>("status");
-        addRow("full refresh", refreshed, false, connectedText);
+        QTest::addColumn<QString>("then"); // what a second check sends
+        const QString again = "/device/status /api/account /api/history";
+        const QString waiting = "Waiting for passkey approval · match code K7Q2";
+        addRow("full refresh", refreshed, false, false, connectedText, again);
+        // The old token goes with the start and the claim, the new one after; the expiry shown
+        // is the new one.
+        addRow("new sign-in while signed in", refreshed, true, false, connectedText, again);
         addRow("pending, token ignored",
                Answers{json(QJsonObject{{"pending", true}, {"token", "t"}, {"expires", now + 1}})}, false,
-               QString("Waiting for approval · match code K7Q2"));
-        addRow("expires exactly now", Answers{claim(now)}, false,
-               QString("Session expired. Sign in again. · cleared"));
+               false, QString("Waiting for approval · match code K7Q2"), QString("/device/claim"));
+        // The same sign-in is claimed again with the same verifier.
+        addRow("not pending, no token", Answers{json(QJsonObject{{"pending", false}})}, false, false,
+               QString("Unable to verify session or refresh account. Retry when online."),
+               QString("/device/claim"));
+        addRow("empty token", Answers{json(QJsonObject{{"token", ""}, {"expires", now + 1}})}, false, false,
+               waiting, QString());
+        addRow("expires exactly now", Answers{claim(now)}, false, false,
+               QString("Session expired. Sign in again. · cleared"), QString());
+        for (const auto &[name, answer] :
+             {std::pair("not authenticated", QJsonObject{{"authenticated", false}}),
+              std::pair("authenticated missing", QJsonObject{})})
+            addRow(name, Answers{claim(now + 1), json(answer)}, false, false,
+                   QString("Session expired or signed out. · cleared"), QString());
         // What a request brings back after a sign-out is stale.
-        addRow("sign-out during the claim", Answers{claim(now + 1)}, true, guest + " · cleared");
-        addRow("sign-out during the history", refreshed, true, guest + " · cleared");
+        addRow("sign-out during the claim", Answers{claim(now + 1)}, false, true, guest + " · cleared",
+               QString());
+        addRow("sign-out during the history", refreshed, false, true, guest + " · cleared", QString());
     }
 
     void check()
     {
         QFETCH(Answers, answers);
+        QFETCH(bool, signedIn);
         QFETCH(bool, signOut);
         QFETCH(QString, status);
+        QFETCH(QString, then);
         auto owner = session();
+        if (signedIn) {
+            startSignIn(*owner);
+            service->on("/device/claim", json(QJsonObject{{"token", "old"}, {"expires", now + 60000}}));
+            for (qsizetype i = 1; i < refresh.size(); ++i)
+                service->on(refresh.at(i), refreshed.at(i));
+            QCoro::waitFor(owner->check());
+            QVERIFY(owner->connected());
+        }
+        const qsizetype before = service->seen().size();
         startSignIn(*owner);
         for (qsizetype i = 0; i < answers.size(); ++i)
             service->on(refresh.at(i), answers.at(i), signOut && i == answers.size() - 1 ? 300ms : 0ms);
@@ -156,19 +186,28 @@ private slots:
         QCOMPARE(owner->connected(), status == connectedText);
         QCOMPARE(owner->owner(), owner->connected() ? account : QJsonObject());
         QCOMPARE(owner->history(), owner->connected() ? rows : QJsonArray());
-        QCOMPARE(owner->code(), status.endsWith("K7Q2") ? "K7Q2" : QString());
+        // The match code stays while its sign-in can still be claimed.
+        QCOMPARE(owner->code(), then == "/device/claim" ? "K7Q2" : QString());
         QCOMPARE(owner->proof().isEmpty(), owner->generation() > 0);
         // One request after another as far as the answers lead, the claimed token with each; a
         // sign-out leaves nothing to claim or refresh.
-        QStringList expected{claimSent};
+        const QString bearer = signedIn ? "Bearer old" : "-";
+        QStringList expected{startSent.chopped(1) + bearer, claimSent.chopped(1) + bearer};
         for (const QString &path : refresh.mid(1, answers.size() - 1))
             expected.append("GET " + path + "  - Bearer t");
         if (signOut)
             expected.append(QString("POST /device/logout {} application/json ")
                             + (answers.size() > 1 ? "Bearer t" : "-"));
-        if (owner->generation())
-            QCoro::waitFor(owner->check());
-        QCOMPARE(requests().mid(1), expected);
+        QCOMPARE(requests().mid(before), expected);
+        // What is left to claim or refresh goes again as it went.
+        const QStringList first = requests();
+        QCoro::waitFor(owner->check());
+        QStringList paths;
+        for (const QString &sent : requests().mid(first.size())) {
+            QVERIFY2(first.contains(sent), qPrintable(sent));
+            paths.append(sent.section(' ', 1, 1));
+        }
+        QCOMPARE(paths.join(' '), then);
     }
 
     // However the session ends, the buffers that held the verifier and the token are overwritten

@@ -52,28 +52,33 @@ private slots:
     {
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QStringList>("shown");
-        addRow("example", answer(), QStringList{"25.00 kUSD", "1.50 kUSD", enabled});
+        QTest::addColumn<int>("status");
+        addRow("example", answer(), QStringList{"25.00 kUSD", "1.50 kUSD", enabled}, 200);
         // Anything but a JSON true means the permission is off; -0 is no negative amount, and
         // printf keeps its sign.
         addRow("balance -0, active as a string", answer({{"balanceUnits", "-0"}, {"active", "true"}}),
-               QStringList{"-0.00 kUSD", "1.50 kUSD", revoked});
+               QStringList{"-0.00 kUSD", "1.50 kUSD", revoked}, 200);
         addRow("rounding", answer({{"balanceUnits", "4999"}, {"agentBudgetUnits", "5000"}}),
-               QStringList{"0.00 kUSD", "0.01 kUSD", enabled});
+               QStringList{"0.00 kUSD", "0.01 kUSD", enabled}, 200);
         // Exact halfway figures round to even, as printf does.
         addRow("halfway", answer({{"balanceUnits", "2625000"}, {"agentBudgetUnits", "125000"}}),
-               QStringList{"2.62 kUSD", "0.12 kUSD", enabled});
-        addRow("balance -1", answer({{"balanceUnits", "-1"}}), failed);
-        addRow("budget -1", answer({{"agentBudgetUnits", "-1"}}), failed);
-        addRow("balance as a number", answer({{"balanceUnits", 25000000}}), failed);
-        addRow("blank after", answer({{"agentBudgetUnits", "1500000 "}}), failed);
-        addRow("inf", answer({{"balanceUnits", "inf"}}), failed);
-        addRow("budget nan", answer({{"agentBudgetUnits", "nan"}}), failed);
+               QStringList{"2.62 kUSD", "0.12 kUSD", enabled}, 200);
+        addRow("balance -1", answer({{"balanceUnits", "-1"}}), failed, 200);
+        addRow("budget -1", answer({{"agentBudgetUnits", "-1"}}), failed, 200);
+        addRow("balance as a number", answer({{"balanceUnits", 25000000}}), failed, 200);
+        addRow("blank after", answer({{"agentBudgetUnits", "1500000 "}}), failed, 200);
+        addRow("inf", answer({{"balanceUnits", "inf"}}), failed, 200);
+        addRow("budget nan", answer({{"agentBudgetUnits", "nan"}}), failed, 200);
+        // Only a 200 counts, whatever the body.
+        for (const int status : {201, 404})
+            QTest::addRow("%d", status) << answer() << failed << status;
     }
 
     void reply()
     {
         QFETCH(QByteArray, body);
-        service.on(path, {200, body});
+        QFETCH(int, status);
+        service.on(path, {status, body});
         VaultBalance vault(&client, Service{service.origin()});
         // The figures must not follow a comma-decimal region.
         CommaLocale comma;
