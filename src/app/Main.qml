@@ -34,7 +34,7 @@ ApplicationWindow {
     }
     Shortcut {
         sequence: StandardKey.Find
-        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) markets.item.focusSearch()
+        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) (tabScreens.itemAt(Workspace.MarketsTab) as Loader).item.focusSearch()
     }
     Shortcut {
         sequence: "F5"
@@ -56,10 +56,30 @@ ApplicationWindow {
         onWantedChanged: if (wanted) active = true
         Component.onCompleted: if (wanted) active = true
     }
-    component Tab: OnDemand {
-        required property int tag
-        wanted: window.workspace.entered && window.workspace.selectedTab === tag
-    }
+
+    // Each tab's screen, in the order of the workspace's tabs.
+    readonly property list<Component> screens: [
+        Component {
+            Home {
+                workspace: window.workspace
+            }
+        },
+        Component {
+            MarketScreen {
+                market: window.workspace.market
+            }
+        },
+        Component {
+            TradeLab {
+                trade: window.workspace.trade
+            }
+        },
+        Component {
+            Account {
+                workspace: window.workspace
+            }
+        }
+    ]
 
     StackLayout {
         id: tabs
@@ -68,30 +88,13 @@ ApplicationWindow {
         visible: window.workspace.entered
         currentIndex: window.workspace.selectedTab
 
-        Tab {
-            tag: Workspace.Home
-            sourceComponent: Home {
-                workspace: window.workspace
-            }
-        }
-        Tab {
-            id: markets
-            tag: Workspace.MarketsTab
-            sourceComponent: MarketScreen {
-                market: window.workspace.market
-            }
-        }
-        Tab {
-            tag: Workspace.Trade
-            sourceComponent: TradeLab {
-                trade: window.workspace.trade
-                market: window.workspace.market
-            }
-        }
-        Tab {
-            tag: Workspace.Account
-            sourceComponent: Account {
-                workspace: window.workspace
+        Repeater {
+            id: tabScreens
+            model: window.workspace.tabs
+            OnDemand {
+                required property int index
+                wanted: window.workspace.entered && window.workspace.selectedTab === index
+                sourceComponent: window.screens[index]
             }
         }
     }
@@ -102,16 +105,10 @@ ApplicationWindow {
             objectName: "tabBar"
             visible: window.workspace.entered
             currentIndex: window.workspace.selectedTab
-            onCurrentIndexChanged: window.workspace.selectedTab = currentIndex
             Material.background: Style.card
 
             Repeater {
-                model: [
-                    { title: "Home", icon: "house" },
-                    { title: "Markets", icon: "chart" },
-                    { title: "Trade", icon: "arrows" },
-                    { title: "Account", icon: "person" }
-                ]
+                model: window.workspace.tabs
                 TabButton {
                     required property var modelData
                     required property int index
@@ -134,9 +131,9 @@ ApplicationWindow {
 
     // The device-owner authentication asks here when it needs the user.
     Loader {
-        active: window.workspace.prompt !== null
+        active: window.workspace.gate.prompt !== null
         sourceComponent: OwnerPromptDialog {
-            prompt: window.workspace.prompt
+            prompt: window.workspace.gate.prompt
         }
     }
 
