@@ -103,13 +103,8 @@ Page {
                         Accessible.role: Accessible.Graphic
                         Accessible.name: "QR code of the approval address"
                     }
-                    Label {
-                        Layout.fillWidth: true
+                    Footnote {
                         text: "Scan this code with the phone that holds your passkey."
-                        textFormat: Text.PlainText
-                        font.pixelSize: Style.footnote
-                        color: Style.secondary
-                        wrapMode: Text.Wrap
                     }
                 }
                 AccentButton {
@@ -129,13 +124,8 @@ Page {
                     destructive: true
                     onClicked: root.session.logoutTask()
                 }
-                Label {
-                    Layout.fillWidth: true
+                Footnote {
                     text: "Read-only account and history access. Payments require the passkey portal. Session ends with browser logout or expiry; restarting the app clears access."
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
                 }
             }
             Section {
@@ -156,13 +146,8 @@ Page {
                     label: "Wallet kUSD"
                     value: record.tokenBalance
                 }
-                Label {
-                    Layout.fillWidth: true
+                Footnote {
                     text: "Personal owner-wallet balance, separate from the agent vault. Test assets only."
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
                 }
             }
             // The history's card opens here, its entries continue it and the footer closes it.

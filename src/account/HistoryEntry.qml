@@ -70,15 +70,11 @@ Rectangle {
             text: "Verify original intent"
             onClicked: root.verify(root.paymentId)
         }
-        Label {
+        Footnote {
             objectName: "reason"
             width: parent.width
             visible: root.hasReason
             text: root.reason
-            textFormat: Text.PlainText
-            font.pixelSize: Style.footnote
-            color: Style.secondary
-            wrapMode: Text.Wrap
         }
     }
 }

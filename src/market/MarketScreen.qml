@@ -84,13 +84,8 @@ Page {
                 font.pixelSize: Style.caption
                 wrapMode: Text.Wrap
             }
-            Label {
-                Layout.fillWidth: true
+            Footnote {
                 text: "Source prices are reference snapshots, not executable swap quotes."
-                textFormat: Text.PlainText
-                font.pixelSize: Style.footnote
-                color: Style.secondary
-                wrapMode: Text.Wrap
             }
         }
     }
