@@ -59,7 +59,7 @@ Rectangle {
         Link {
             objectName: "explorerLink"
             visible: root.hasHash
-            enabled: root.explorer.toString().length > 0
+            enabled: String(root.explorer).length > 0
             text: "View on explorer"
             onActivated: root.explore(root.explorer)
         }

@@ -147,6 +147,7 @@ Page {
     }
     PullToRefresh {
         flickable: scroll
-        action: function () { return root.workspace.market.loadTask() }
+        refreshing: root.workspace.market.loading
+        onPulled: root.workspace.market.loadTask()
     }
 }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Kelvra.Controls
 
 // A note under a section's content: small, dimmed, plain text wrapped over the column's width.
 Label {
