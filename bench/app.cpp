@@ -10,9 +10,8 @@
 // that sign in take the person at the keyboard as the owner and approve the portal as a browser
 // would; the others use the desktop's own authenticator and browser, exactly as the app does.
 
-#include "app/appsetup.h"
+#include "app/kelvrawindow.h"
 #include "app/urlopener.h"
-#include "app/workspace.h"
 #include "owner/ownersession.h"
 #include "probe.h"
 #include "standins.h"
@@ -20,9 +19,7 @@
 #include "unlock/pamownerauthenticator.h"
 
 #include <QGuiApplication>
-#include <QQmlApplicationEngine>
 #include <QQuickItem>
-#include <QQuickStyle>
 #include <QQuickWindow>
 
 #include <QCoroTask>
@@ -40,7 +37,7 @@ namespace {
 class Bench
 {
 public:
-    Bench(QString scenario, Workspace *workspace, ApprovingBrowser *browser, QQuickWindow *window, int checks,
+    Bench(QString scenario, Workspace *workspace, StandInBrowser *browser, QQuickWindow *window, int checks,
           const probe::ReplyWatch *quotes)
         : m_scenario(std::move(scenario))
         , m_workspace(workspace)
@@ -107,7 +104,7 @@ private:
     QCoro::Task<bool> signIn()
     {
         m_workspace->unlock();
-        const bool opened = co_await until([this] { return !m_browser->pending.isEmpty(); }, 30s);
+        const bool opened = co_await until([this] { return !m_browser->opened.isEmpty(); }, 30s);
         const bool approved = opened && co_await m_browser->approve();
         if (!approved) {
             std::fprintf(stderr, "kelvra-bench-app: the portal was not %s\n", opened ? "approved" : "opened");
@@ -132,12 +129,12 @@ private:
     {
         m_workspace->setEntered(true);
         co_await settle();
-        m_workspace->setSelectedTab(Workspace::MarketsTab);
+        m_workspace->showTab(Workspace::MarketsTab);
         co_await settle();
-        m_workspace->setSelectedTab(Workspace::Trade);
+        m_workspace->showTab(Workspace::Trade);
         m_workspace->trade()->calculate();
         co_await settle();
-        m_workspace->setSelectedTab(Workspace::Account);
+        m_workspace->showTab(Workspace::Account);
         co_await settle();
         m_frames.arm([this] { return historyShown(); });
         const bool signedIn = co_await signIn();
@@ -153,7 +150,7 @@ private:
     QCoro::Task<int> history()
     {
         m_workspace->setEntered(true);
-        m_workspace->setSelectedTab(Workspace::Account);
+        m_workspace->showTab(Workspace::Account);
         co_await settle();
         probe::ReplyWatch replies(QStringLiteral("/api/history"));
         qApp->installEventFilter(&replies);
@@ -185,7 +182,7 @@ private:
     QCoro::Task<int> idle()
     {
         m_workspace->setEntered(true);
-        m_workspace->setSelectedTab(Workspace::Account);
+        m_workspace->showTab(Workspace::Account);
         co_await settle();
         const bool signedIn = co_await signIn();
         if (!signedIn)
@@ -201,7 +198,7 @@ private:
     QCoro::Task<int> leaks()
     {
         m_workspace->setEntered(true);
-        m_workspace->setSelectedTab(Workspace::Account);
+        m_workspace->showTab(Workspace::Account);
         co_await settle();
         probe::ReplyWatch replies(QStringLiteral("/api/history"));
         qApp->installEventFilter(&replies);
@@ -228,7 +225,7 @@ private:
 
     QString m_scenario;
     Workspace *m_workspace;
-    ApprovingBrowser *m_browser;
+    StandInBrowser *m_browser;
     QQuickWindow *m_window;
     probe::FrameWatch m_frames;
     int m_checks;
@@ -250,19 +247,20 @@ int main(int argc, char *argv[])
     const bool standIns = scenario != QLatin1String("first-frame") && scenario != QLatin1String("quotes");
 
     // From here on, what main() does, in the same order.
-    prepareProcess();
+    KelvraWindow::prepareProcess();
     QGuiApplication app(argc, argv);
-    prepareApplication();
 
     PamOwnerAuthenticator pam;
     DesktopUrlOpener desktop;
-    PassingAuthenticator passing;
-    ApprovingBrowser browser;
+    StandInOwner passing;
+    passing.setPassing(true);
+    StandInBrowser browser;
     Workspace::Platform platform{&pam, &desktop};
     if (standIns)
         platform = Workspace::Platform{&passing, &browser};
     platform.checkPeriod = std::chrono::milliseconds(period);
-    Workspace workspace(origin, platform);
+    KelvraWindow kelvra(origin, platform);
+    Workspace &workspace = kelvra.workspace();
     // The quotes are on the Home tab: as if the user had gone straight in.
     if (scenario == QLatin1String("quotes"))
         workspace.setEntered(true);
@@ -272,22 +270,13 @@ int main(int argc, char *argv[])
     if (scenario == QLatin1String("quotes"))
         app.installEventFilter(&quotes);
 
-    QQmlApplicationEngine engine;
-    prepareEngine(engine);
-    engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
-    QObject::connect(
-        &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
-        Qt::QueuedConnection);
     const double loading = probe::sinceStart();
-    engine.load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
-    if (engine.rootObjects().isEmpty())
+    if (!kelvra.load())
         return 1;
     // Where the start-up goes: before the window is built, and building it.
     probe::report("before-load-ms", loading);
     probe::report("load-ms", probe::sinceStart() - loading);
-    auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
-    if (!window)
-        return 1;
+    QQuickWindow *window = kelvra.window();
 
     Bench bench(scenario, &workspace, &browser, window, checks, &quotes);
     int status = 1;

@@ -18,7 +18,7 @@ Page {
     }
 
     AccountRecord {
-        id: record
+        id: accountRecord
         session: root.session
     }
     HistoryList {
@@ -35,31 +35,29 @@ Page {
     // One list as long as the history: only the entries in view are made, so that the longest
     // history the service may send is on screen as soon as a short one. The sections before the
     // entries are its header, the ones after them its footer.
-    ListView {
+    AccountListView {
         id: scroll
         objectName: "accountScroll"
+        workspace: root.workspace
+        record: accountRecord
         anchors.fill: parent
         topMargin: 16
         bottomMargin: 16
         ScrollIndicator.vertical: ScrollIndicator {
             Accessible.ignored: true
         }
-        // The page's one column: the window's width less its margins, at most a readable width.
-        readonly property real column: Math.min(width - 32, Style.columnWidth)
         model: root.session.connected ? history : null
 
-        // How far the view is scrolled from the top of the page.
-        property real fromTop: 0
-        onContentYChanged: fromTop = contentY - originY + topMargin
-
         header: ColumnLayout {
+            id: head
+            readonly property AccountListView list: ListView.view as AccountListView
             // A list keeps its first entry in place when the header grows or shrinks (the
             // session connects, a status line wraps); this page keeps its top instead, as a page
             // does.
-            onHeightChanged: scroll.contentY = scroll.originY - scroll.topMargin + scroll.fromTop
+            onHeightChanged: head.list.contentY = head.list.originY - head.list.topMargin + head.list.fromTop
 
-            x: (scroll.width - width) / 2
-            width: scroll.column
+            x: (head.list.width - width) / 2
+            width: head.list.column
             spacing: 22
 
             Heading {
@@ -74,15 +72,15 @@ Page {
                 Label {
                     objectName: "sessionStatus"
                     Layout.fillWidth: true
-                    text: root.session.status
+                    text: head.list.session.status
                     textFormat: Text.PlainText
                     font.pixelSize: Style.body
                     wrapMode: Text.Wrap
                 }
                 Label {
                     objectName: "matchCode"
-                    visible: root.session.code.length > 0
-                    text: "Match code: " + root.session.code
+                    visible: head.list.session.code.length > 0
+                    text: "Match code: " + head.list.session.code
                     textFormat: Text.PlainText
                     font.pixelSize: Style.title2
                     font.family: Style.monospace
@@ -90,85 +88,70 @@ Page {
                 // The same portal page for the phone's camera, while the sign-in waits: the
                 // owner's passkey is often on the phone, not on this desktop.
                 GridLayout {
-                    visible: root.session.approvalUrl.length > 0
+                    visible: head.list.session.approvalUrl.length > 0
                     Layout.fillWidth: true
-                    columns: scroll.column >= 480 ? 2 : 1
+                    columns: head.list.column >= 480 ? 2 : 1
                     columnSpacing: 16
                     rowSpacing: 6
                     QrCode {
                         objectName: "approvalQr"
-                        text: root.session.approvalUrl
+                        text: head.list.session.approvalUrl
                         Layout.preferredWidth: 184
                         Layout.preferredHeight: 184
                         Accessible.role: Accessible.Graphic
                         Accessible.name: "QR code of the approval address"
                     }
-                    Label {
-                        Layout.fillWidth: true
+                    Footnote {
                         text: "Scan this code with the phone that holds your passkey."
-                        textFormat: Text.PlainText
-                        font.pixelSize: Style.footnote
-                        color: Style.secondary
-                        wrapMode: Text.Wrap
                     }
                 }
                 AccentButton {
                     objectName: "signIn"
                     text: "Sign in & connect app"
-                    onClicked: root.workspace.unlock()
+                    onClicked: head.list.workspace.unlock()
                 }
                 AccentButton {
                     objectName: "checkConnection"
                     text: "Check connection / refresh account"
-                    onClicked: root.session.checkTask()
+                    onClicked: head.list.session.checkTask()
                 }
                 AccentButton {
                     objectName: "signOut"
-                    visible: root.session.connected
+                    visible: head.list.session.connected
                     text: "Sign out"
                     destructive: true
-                    onClicked: root.session.logoutTask()
+                    onClicked: head.list.session.logoutTask()
                 }
-                Label {
-                    Layout.fillWidth: true
+                Footnote {
                     text: "Read-only account and history access. Payments require the passkey portal. Session ends with browser logout or expiry; restarting the app clears access."
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
                 }
             }
             Section {
                 objectName: "walletSection"
-                visible: root.session.connected
+                visible: head.list.session.connected
                 title: "Your owner wallet"
                 SelectableText {
                     objectName: "ownerAddress"
-                    text: record.address
+                    text: head.list.record.address
                 }
                 ValueRow {
                     objectName: "testEth"
                     label: "Test ETH"
-                    value: record.nativeBalance
+                    value: head.list.record.nativeBalance
                 }
                 ValueRow {
                     objectName: "walletKusd"
                     label: "Wallet kUSD"
-                    value: record.tokenBalance
+                    value: head.list.record.tokenBalance
                 }
-                Label {
-                    Layout.fillWidth: true
+                Footnote {
                     text: "Personal owner-wallet balance, separate from the agent vault. Test assets only."
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
                 }
             }
             // The history's card opens here, its entries continue it and the footer closes it.
             ColumnLayout {
                 objectName: "historySection"
-                visible: root.session.connected
+                visible: head.list.session.connected
                 Layout.fillWidth: true
                 spacing: 6
 
@@ -188,25 +171,29 @@ Page {
             }
             // Without the history the footer's sections keep their distance from the header's.
             Item {
-                visible: !root.session.connected
+                visible: !head.list.session.connected
             }
         }
 
         delegate: HistoryEntry {
-            x: (scroll.width - width) / 2
-            width: scroll.column
-            below: index < scroll.count - 1 ? 10 : 0
-            onExplore: url => root.workspace.openURL(url)
-            onVerify: id => root.session.verifyTask(id)
+            id: entry
+            readonly property AccountListView list: ListView.view as AccountListView
+            x: (entry.list.width - width) / 2
+            width: entry.list.column
+            below: index < entry.list.count - 1 ? 10 : 0
+            onExplore: url => entry.list.workspace.openURL(url)
+            onVerify: id => entry.list.session.verifyTask(id)
         }
 
         footer: ColumnLayout {
-            x: (scroll.width - width) / 2
-            width: scroll.column
+            id: foot
+            readonly property AccountListView list: ListView.view as AccountListView
+            x: (foot.list.width - width) / 2
+            width: foot.list.column
             spacing: 22
 
             CardEdge {
-                visible: root.session.connected
+                visible: foot.list.session.connected
                 Layout.fillWidth: true
                 implicitHeight: proof.visible ? proof.implicitHeight + 20 : 12
                 closing: true
@@ -217,8 +204,8 @@ Page {
                     x: 16
                     y: 10
                     width: parent.width - 32
-                    visible: root.session.proof.length > 0
-                    text: root.session.proof
+                    visible: foot.list.session.proof.length > 0
+                    text: foot.list.session.proof
                     textFormat: Text.PlainText
                     font.pixelSize: Style.body
                     wrapMode: Text.Wrap
@@ -226,10 +213,10 @@ Page {
             }
 
             VaultSection {
-                vault: root.workspace.balance
+                vault: foot.list.workspace.balance
             }
             ProjectLinks {
-                workspace: root.workspace
+                workspace: foot.list.workspace
             }
         }
     }

@@ -59,7 +59,7 @@ Rectangle {
         Link {
             objectName: "explorerLink"
             visible: root.hasHash
-            enabled: root.explorer.toString().length > 0
+            enabled: String(root.explorer).length > 0
             text: "View on explorer"
             onActivated: root.explore(root.explorer)
         }
@@ -70,15 +70,11 @@ Rectangle {
             text: "Verify original intent"
             onClicked: root.verify(root.paymentId)
         }
-        Label {
+        Footnote {
             objectName: "reason"
             width: parent.width
             visible: root.hasReason
             text: root.reason
-            textFormat: Text.PlainText
-            font.pixelSize: Style.footnote
-            color: Style.secondary
-            wrapMode: Text.Wrap
         }
     }
 }

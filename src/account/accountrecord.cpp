@@ -1,6 +1,7 @@
 #include "account/accountrecord.h"
 
 #include "model/json.h"
+#include "model/publish.h"
 #include "owner/ownersession.h"
 
 AccountRecord::AccountRecord(QObject *parent)
@@ -9,13 +10,10 @@ AccountRecord::AccountRecord(QObject *parent)
 
 void AccountRecord::setSession(OwnerSession *session)
 {
-    if (m_session == session)
+    if (!follow(this, m_session, session, [this](OwnerSession *store) {
+            connect(store, &OwnerSession::ownerChanged, this, &AccountRecord::changed);
+        }))
         return;
-    if (m_session)
-        disconnect(m_session, nullptr, this, nullptr);
-    m_session = session;
-    if (m_session)
-        connect(m_session, &OwnerSession::ownerChanged, this, &AccountRecord::changed);
     emit sessionChanged();
     emit changed();
 }

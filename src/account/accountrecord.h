@@ -13,7 +13,7 @@ class AccountRecord : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(OwnerSession *session READ session WRITE setSession NOTIFY sessionChanged)
+    Q_PROPERTY(OwnerSession *session READ session WRITE setSession NOTIFY sessionChanged REQUIRED)
     Q_PROPERTY(QString address READ address NOTIFY changed)
     Q_PROPERTY(QString nativeBalance READ nativeBalance NOTIFY changed)
     Q_PROPERTY(QString tokenBalance READ tokenBalance NOTIFY changed)

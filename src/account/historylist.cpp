@@ -1,6 +1,7 @@
 #include "account/historylist.h"
 
 #include "model/json.h"
+#include "model/publish.h"
 #include "model/regionformat.h"
 #include "model/stamp.h"
 #include "owner/ownersession.h"
@@ -17,13 +18,10 @@ HistoryList::HistoryList(QObject *parent)
 
 void HistoryList::setSession(OwnerSession *session)
 {
-    if (m_session == session)
+    if (!follow(this, m_session, session, [this](OwnerSession *store) {
+            connect(store, &OwnerSession::historyChanged, this, &HistoryList::rebuild);
+        }))
         return;
-    if (m_session)
-        disconnect(m_session, nullptr, this, nullptr);
-    m_session = session;
-    if (m_session)
-        connect(m_session, &OwnerSession::historyChanged, this, &HistoryList::rebuild);
     rebuild();
     emit sessionChanged();
 }

@@ -17,7 +17,7 @@ class HistoryList : public QAbstractListModel
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(OwnerSession *session READ session WRITE setSession NOTIFY sessionChanged)
+    Q_PROPERTY(OwnerSession *session READ session WRITE setSession NOTIFY sessionChanged REQUIRED)
     Q_PROPERTY(int count READ count NOTIFY countChanged)
 
 public:

@@ -90,7 +90,7 @@ Page {
                             text: "Account details"
                             Material.background: Style.brightTeal
                             Material.foreground: Style.textOnBrightTeal
-                            onClicked: root.workspace.selectedTab = Workspace.Account
+                            onClicked: root.workspace.showTab(Workspace.Account)
                             FocusFrame {
                                 shown: parent.visualFocus
                                 border.color: Style.textOnNavy
@@ -101,7 +101,7 @@ Page {
                             text: "Paper trade"
                             Material.background: Style.brightTeal
                             Material.foreground: Style.textOnBrightTeal
-                            onClicked: root.workspace.selectedTab = Workspace.Trade
+                            onClicked: root.workspace.showTab(Workspace.Trade)
                             FocusFrame {
                                 shown: parent.visualFocus
                                 border.color: Style.textOnNavy
@@ -136,13 +136,8 @@ Page {
                 text: "Public competition evidence"
                 onActivated: root.workspace.openSite("/competition.html")
             }
-            Label {
-                Layout.fillWidth: true
+            Footnote {
                 text: "Market information is read-only. Trade lab is a simulation."
-                textFormat: Text.PlainText
-                font.pixelSize: Style.footnote
-                color: Style.secondary
-                wrapMode: Text.Wrap
             }
         }
     }
@@ -152,6 +147,7 @@ Page {
     }
     PullToRefresh {
         flickable: scroll
-        action: function () { return root.workspace.market.loadTask() }
+        refreshing: root.workspace.market.loading
+        onPulled: root.workspace.market.loadTask()
     }
 }

@@ -24,17 +24,25 @@ ApplicationWindow {
     Component.onCompleted: workspace.appeared()
 
     // The keys only reach the workspace; it decides what each one does.
-    Instantiator {
-        model: 4
-        delegate: Shortcut {
-            required property int index
-            sequence: "Ctrl+" + (index + 1)
-            onActivated: window.workspace.showTab(index)
-        }
+    Shortcut {
+        sequence: "Ctrl+1"
+        onActivated: window.workspace.showTab(Workspace.Home)
     }
     Shortcut {
-        sequence: StandardKey.Find
-        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) markets.item.focusSearch()
+        sequence: "Ctrl+2"
+        onActivated: window.workspace.showTab(Workspace.MarketsTab)
+    }
+    Shortcut {
+        sequence: "Ctrl+3"
+        onActivated: window.workspace.showTab(Workspace.Trade)
+    }
+    Shortcut {
+        sequence: "Ctrl+4"
+        onActivated: window.workspace.showTab(Workspace.Account)
+    }
+    Shortcut {
+        sequence: "Ctrl+F"
+        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) (markets.item as MarketScreen).focusSearch()
     }
     Shortcut {
         sequence: "F5"
@@ -47,97 +55,63 @@ ApplicationWindow {
         workspace: window.workspace
     }
 
-    // A part of the window is built the first time it is wanted and then kept, so that the
-    // welcome screen, which needs no tab and no tab bar, is on screen sooner; switching tabs
-    // reloads nothing.
+    // A part of the window is made, from `part` with the properties `initial`, the first time it
+    // is wanted and then kept, so that the welcome screen, which needs no tab and no tab bar, is
+    // on screen sooner; switching tabs reloads nothing.
     component OnDemand: Loader {
+        id: loader
         property bool wanted
-        active: false
-        onWantedChanged: if (wanted) active = true
-        Component.onCompleted: if (wanted) active = true
-    }
-    component Tab: OnDemand {
-        required property int tag
-        wanted: window.workspace.entered && window.workspace.selectedTab === tag
+        required property url part
+        property var initial: ({})
+        function make() {
+            if (loader.wanted && loader.status === Loader.Null)
+                loader.setSource(loader.part, loader.initial)
+        }
+        onWantedChanged: make()
+        Component.onCompleted: make()
     }
 
+    // The tabs' screens, at their tags' places.
     StackLayout {
-        id: tabs
         objectName: "tabs"
         anchors.fill: parent
         visible: window.workspace.entered
         currentIndex: window.workspace.selectedTab
 
-        Tab {
-            tag: Workspace.Home
-            sourceComponent: Home {
-                workspace: window.workspace
-            }
+        OnDemand {
+            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.Home
+            part: "qrc:/Kelvra/Home.qml"
+            initial: ({ workspace: window.workspace })
         }
-        Tab {
+        OnDemand {
             id: markets
-            tag: Workspace.MarketsTab
-            sourceComponent: MarketScreen {
-                market: window.workspace.market
-            }
+            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.MarketsTab
+            part: "qrc:/Kelvra/MarketScreen.qml"
+            initial: ({ market: window.workspace.market })
         }
-        Tab {
-            tag: Workspace.Trade
-            sourceComponent: TradeLab {
-                trade: window.workspace.trade
-                market: window.workspace.market
-            }
+        OnDemand {
+            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.Trade
+            part: "qrc:/Kelvra/TradeLab.qml"
+            initial: ({ trade: window.workspace.trade })
         }
-        Tab {
-            tag: Workspace.Account
-            sourceComponent: Account {
-                workspace: window.workspace
-            }
+        OnDemand {
+            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.Account
+            part: "qrc:/Kelvra/Account.qml"
+            initial: ({ workspace: window.workspace })
         }
     }
 
+    // The tab bar, over the workspace's list of tabs.
     footer: OnDemand {
         wanted: window.workspace.entered
-        sourceComponent: TabBar {
-            objectName: "tabBar"
-            visible: window.workspace.entered
-            currentIndex: window.workspace.selectedTab
-            onCurrentIndexChanged: window.workspace.selectedTab = currentIndex
-            Material.background: Style.card
-
-            Repeater {
-                model: [
-                    { title: "Home", icon: "house" },
-                    { title: "Markets", icon: "chart" },
-                    { title: "Trade", icon: "arrows" },
-                    { title: "Account", icon: "person" }
-                ]
-                TabButton {
-                    required property var modelData
-                    required property int index
-                    objectName: "tab" + modelData.title
-                    text: modelData.title
-                    icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
-                    display: AbstractButton.TextUnderIcon
-                    font.capitalization: Font.MixedCase
-                    font.pixelSize: Style.caption
-                    // A click emitted by a key or a screen reader checks nothing by itself.
-                    onClicked: window.workspace.showTab(index)
-                    Keys.onReturnPressed: clicked()
-                    Keys.onEnterPressed: clicked()
-                    Accessible.name: modelData.title
-                    Accessible.onPressAction: clicked()
-                }
-            }
-        }
+        part: "qrc:/Kelvra/TabStrip.qml"
+        initial: ({ workspace: window.workspace })
     }
 
     // The device-owner authentication asks here when it needs the user.
     Loader {
-        active: window.workspace.prompt !== null
-        sourceComponent: OwnerPromptDialog {
-            prompt: window.workspace.prompt
-        }
+        readonly property OwnerPrompt prompt: window.workspace.gate.prompt
+        onPromptChanged: prompt ? setSource("qrc:/Kelvra/OwnerPromptDialog.qml", { prompt: prompt }) : setSource("")
     }
 
     Dialog {
@@ -176,7 +150,7 @@ ApplicationWindow {
                 objectName: "alertOk"
                 text: "OK"
                 flat: true
-                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+                DialogButtonBox.buttonRole: Dialog.AcceptRole
             }
         }
         onAccepted: window.workspace.message = ""

@@ -60,7 +60,8 @@ Page {
                 IconImage {
                     source: "qrc:/Kelvra/icons/shield.svg"
                     color: Style.foreground
-                    sourceSize: Qt.size(18, 18)
+                    sourceSize.width: 18
+                    sourceSize.height: 18
                     Accessible.ignored: true
                 }
                 Label {
@@ -73,6 +74,7 @@ Page {
                 Layout.fillHeight: true
             }
             PushButton {
+                id: explore
                 objectName: "exploreButton"
                 Layout.fillWidth: true
                 Layout.preferredHeight: 56
@@ -83,7 +85,7 @@ Page {
                 // the first frame where frames are drawn on the CPU.
                 background: Rectangle {
                     radius: 4
-                    color: parent.down ? Qt.darker(Style.tealFill, 1.15) : Style.tealFill
+                    color: explore.down ? Qt.darker(Style.tealFill, 1.15) : Style.tealFill
                     Accessible.ignored: true
                 }
                 font.pixelSize: Style.headline
@@ -93,6 +95,7 @@ Page {
                 }
             }
             PushButton {
+                id: owner
                 objectName: "ownerButton"
                 Layout.fillWidth: true
                 Layout.preferredHeight: 56
@@ -101,7 +104,7 @@ Page {
                 Material.foreground: Style.teal
                 background: Rectangle {
                     radius: 4
-                    color: parent.down ? Qt.darker(Style.tealTint, 1.1) : Style.tealTint
+                    color: owner.down ? Qt.darker(Style.tealTint, 1.1) : Style.tealTint
                     Accessible.ignored: true
                 }
                 font.pixelSize: Style.headline

@@ -14,6 +14,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 // The QML modules are linked in statically; whoever sets the application up gets all three.
 Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
 Q_IMPORT_QML_PLUGIN(Kelvra_ControlsPlugin)
@@ -93,6 +95,10 @@ void prepareProcess()
 
 void prepareApplication()
 {
+    // Once per process: a style cannot change once a window has loaded it.
+    static bool prepared = false;
+    if (std::exchange(prepared, true))
+        return;
     QGuiApplication::setApplicationName(QStringLiteral("Kelvra"));
     QGuiApplication::setOrganizationName(QStringLiteral("Kelvra"));
     // The desktop entry's name; the window's class and icon follow it.

@@ -5,7 +5,7 @@
 
 // Before the application object exists.
 void prepareProcess();
-// Once it exists: the names the platform shows, and the Material style.
+// Once it exists: the names the platform shows, and the Material style; once per process.
 void prepareApplication();
 
 class QQmlEngine;

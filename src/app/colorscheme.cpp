@@ -1,5 +1,7 @@
 #include "app/colorscheme.h"
 
+#include "model/publish.h"
+
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -61,8 +63,5 @@ void ColorScheme::settingChanged(const QString &changedGroup, const QString &cha
 
 void ColorScheme::setDark(bool dark)
 {
-    if (dark == m_dark)
-        return;
-    m_dark = dark;
-    emit darkChanged();
+    publish(this, m_dark, dark, &ColorScheme::darkChanged);
 }

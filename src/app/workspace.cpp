@@ -1,21 +1,12 @@
 #include "app/workspace.h"
 
 #include "app/urlopener.h"
-#include "market/markets.h"
-#include "owner/ownersession.h"
-#include "trade/tradescreen.h"
-#include "unlock/ownerauthenticator.h"
-#include "unlock/ownerprompt.h"
-#include "vault/vaultbalance.h"
+#include "model/publish.h"
 
 #include <QGuiApplication>
-
-#include <algorithm>
+#include <QVariantMap>
 
 namespace {
-
-const QString noOwnerAuthText =
-    QStringLiteral("Set a device passcode or biometrics before opening owner access.");
 
 // The origin of a development build that talks to a local service, or none.
 std::optional<QUrl> loopbackOrigin(const QString &origin)
@@ -34,10 +25,11 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     , m_origin(origin)
     , m_loopback(loopbackOrigin(origin))
     , m_platform(platform)
-    , m_market(new Markets(&m_client, Service{origin, platform.timeout}, this))
-    , m_balance(new VaultBalance(&m_client, Service{origin, platform.timeout}, this))
-    , m_session(new OwnerSession(Service{origin, platform.timeout}, this))
-    , m_trade(new TradeScreen(m_market, this))
+    , m_market(&m_client, Service{origin, platform.timeout}, this)
+    , m_balance(&m_client, Service{origin, platform.timeout}, this)
+    , m_session(Service{origin, platform.timeout}, this)
+    , m_trade(&m_market, this)
+    , m_gate(platform.authenticator, &m_session, this)
     , m_state(QGuiApplication::applicationState())
 {
     m_checkTimer.setInterval(m_platform.checkPeriod);
@@ -45,58 +37,39 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     // qGuiApp is a plain cast: under a QCoreApplication it would name an object that is not one.
     if (auto *gui = qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
         connect(gui, &QGuiApplication::applicationStateChanged, this, &Workspace::applicationStateChanged);
-    if (m_platform.authenticator) {
-        connect(m_platform.authenticator, &OwnerAuthenticator::promptOpened, this,
-                [this](OwnerPrompt *prompt) {
-                    m_prompt = prompt;
-                    // The prompt belongs to its authentication and goes with it.
-                    connect(prompt, &QObject::destroyed, this, &Workspace::promptChanged);
-                    emit promptChanged();
-                });
-    }
-}
-
-Workspace::~Workspace()
-{
-    // An authentication may still be answering from its own thread; its context waits for that
-    // before it goes, and must go while this workspace is still whole.
-    m_unlocks.clear();
-    // The stores abort what they still wait for as they go, which needs the shared client.
-    delete m_trade;
-    delete m_session;
-    delete m_balance;
-    delete m_market;
+    connect(&m_gate, &UnlockGate::refused, this, &Workspace::setMessage);
+    // Both at once, so that the tab view comes up on the account screen.
+    connect(&m_gate, &UnlockGate::unlocked, this, [this] {
+        setEntered(true);
+        showTab(Account);
+    });
+    connect(&m_gate, &UnlockGate::portalReady, this, &Workspace::openURL);
 }
 
 void Workspace::setEntered(bool entered)
 {
-    if (m_entered == entered)
-        return;
-    m_entered = entered;
-    emit enteredChanged();
-}
-
-void Workspace::setSelectedTab(int tab)
-{
-    if (m_selectedTab == tab)
-        return;
-    m_selectedTab = tab;
-    emit selectedTabChanged();
+    publish(this, m_entered, entered, &Workspace::enteredChanged);
 }
 
 void Workspace::setMessage(const QString &message)
 {
-    if (m_message == message)
-        return;
-    m_message = message;
-    emit messageChanged();
+    publish(this, m_message, message, &Workspace::messageChanged);
+}
+
+QVariantList Workspace::tabs()
+{
+    const auto tab = [](const char *title, const char *icon) {
+        return QVariantMap{{QStringLiteral("title"), QString::fromLatin1(title)},
+                           {QStringLiteral("icon"), QString::fromLatin1(icon)}};
+    };
+    return {tab("Home", "house"), tab("Markets", "chart"), tab("Trade", "arrows"), tab("Account", "person")};
 }
 
 bool Workspace::showTab(int tab)
 {
     if (!m_entered || tab < Home || tab > Account)
         return false;
-    setSelectedTab(tab);
+    publish(this, m_selectedTab, tab, &Workspace::selectedTabChanged);
     return true;
 }
 
@@ -105,9 +78,9 @@ void Workspace::refresh()
     if (!m_entered)
         return;
     if (m_selectedTab == Account)
-        m_session->check();
+        m_session.check();
     else
-        m_market->load();
+        m_market.load();
 }
 
 void Workspace::appeared()
@@ -120,15 +93,15 @@ void Workspace::appeared()
 QCoro::Task<> Workspace::startUp()
 {
     QPointer<Workspace> self(this);
-    co_await m_market->load();
+    co_await m_market.load();
     if (!self)
         co_return;
-    co_await m_balance->load();
+    co_await m_balance.load();
 }
 
 void Workspace::runCheck()
 {
-    m_session->check();
+    m_session.check();
 }
 
 void Workspace::applicationStateChanged(Qt::ApplicationState state)
@@ -141,71 +114,7 @@ void Workspace::applicationStateChanged(Qt::ApplicationState state)
 
 void Workspace::unlock()
 {
-    if (!m_platform.authenticator)
-        return;
-    std::unique_ptr<OwnerAuthContext> context = m_platform.authenticator->context();
-    if (!context) {
-        setMessage(noOwnerAuthText);
-        return;
-    }
-    OwnerAuthContext *asked = context.get();
-    m_unlocks.push_back(std::move(context));
-    // Whether the device can authenticate its owner may take the system seconds to tell; the
-    // window goes on meanwhile. Each reply only hands its result to the GUI thread.
-    asked->canEvaluate([this, asked](bool able) {
-        QMetaObject::invokeMethod(
-            this, [this, asked, able] { unlockChecked(asked, able); }, Qt::QueuedConnection);
-    });
-}
-
-void Workspace::unlockChecked(OwnerAuthContext *context, bool able)
-{
-    if (!able) {
-        if (letGo(context))
-            setMessage(noOwnerAuthText);
-        return;
-    }
-    if (std::none_of(m_unlocks.begin(), m_unlocks.end(),
-                     [context](const auto &c) { return c.get() == context; }))
-        return;
-    context->evaluate(QStringLiteral("Open your Kelvra owner portal"), [this, context](bool authenticated) {
-        QMetaObject::invokeMethod(
-            this, [this, context, authenticated] { unlockReplied(context, authenticated); },
-            Qt::QueuedConnection);
-    });
-}
-
-void Workspace::unlockReplied(OwnerAuthContext *context, bool authenticated)
-{
-    if (!letGo(context))
-        return;
-    if (!authenticated) {
-        setMessage(QStringLiteral("Device verification was not completed."));
-        return;
-    }
-    setEntered(true);
-    setSelectedTab(Account);
-    signIn();
-}
-
-bool Workspace::letGo(OwnerAuthContext *context)
-{
-    const auto used = std::find_if(m_unlocks.begin(), m_unlocks.end(),
-                                   [context](const auto &c) { return c.get() == context; });
-    if (used == m_unlocks.end())
-        return false;
-    // Not from inside the context's own call stack.
-    used->release()->deleteLater();
-    m_unlocks.erase(used);
-    return true;
-}
-
-QCoro::Task<> Workspace::signIn()
-{
-    QPointer<Workspace> self(this);
-    const std::optional<QUrl> portal = co_await m_session->start();
-    if (self && portal)
-        openURL(*portal);
+    m_gate.unlock();
 }
 
 bool Workspace::mayOpen(const QUrl &url) const

@@ -1,37 +1,31 @@
 #pragma once
 
+#include "market/markets.h"
+#include "owner/ownersession.h"
+#include "trade/tradescreen.h"
+#include "unlock/unlockgate.h"
+#include "vault/vaultbalance.h"
+
 #include <QNetworkAccessManager>
 #include <QObject>
-#include <QPointer>
 #include <QTimer>
 #include <QUrl>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 
 #include <QCoroTask>
 
 #include <chrono>
-#include <memory>
 #include <optional>
-#include <vector>
 
-class Markets;
-class OwnerAuthContext;
 class OwnerAuthenticator;
-class OwnerPrompt;
-class OwnerSession;
-class TradeScreen;
 class UrlOpener;
-class VaultBalance;
 
-// The root of the window: owns the three stores for the life of the window, the view state the
-// screens share, the start-up loads, the periodic session check and the owner unlock gate.
+// The root of the window: owns the three stores, the trade screen and the unlock gate for the
+// life of the window, the view state the screens share, the start-up loads and the periodic
+// session check.
 class Workspace : public QObject
 {
-    Q_MOC_INCLUDE("market/markets.h")
-    Q_MOC_INCLUDE("unlock/ownerprompt.h")
-    Q_MOC_INCLUDE("owner/ownersession.h")
-    Q_MOC_INCLUDE("trade/tradescreen.h")
-    Q_MOC_INCLUDE("vault/vaultbalance.h")
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The program makes the one Workspace")
@@ -39,11 +33,14 @@ class Workspace : public QObject
     Q_PROPERTY(VaultBalance *balance READ balance CONSTANT)
     Q_PROPERTY(OwnerSession *session READ session CONSTANT)
     Q_PROPERTY(TradeScreen *trade READ trade CONSTANT)
+    Q_PROPERTY(UnlockGate *gate READ gate CONSTANT)
     Q_PROPERTY(QString site READ site CONSTANT)
     Q_PROPERTY(bool entered READ entered WRITE setEntered NOTIFY enteredChanged)
-    Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
+    // Changed only through showTab().
+    Q_PROPERTY(int selectedTab READ selectedTab NOTIFY selectedTabChanged)
+    // The tabs in the order of their tags: maps with "title" and "icon" (a name under icons/).
+    Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
     Q_PROPERTY(QString message READ message WRITE setMessage NOTIFY messageChanged)
-    Q_PROPERTY(OwnerPrompt *prompt READ prompt NOTIFY promptChanged)
 
 public:
     enum Tab { Home = 0, MarketsTab = 1, Trade = 2, Account = 3 };
@@ -61,21 +58,20 @@ public:
     };
 
     Workspace(const QString &origin, Platform platform, QObject *parent = nullptr);
-    ~Workspace() override;
 
-    Markets *market() const { return m_market; }
-    VaultBalance *balance() const { return m_balance; }
-    OwnerSession *session() const { return m_session; }
-    TradeScreen *trade() const { return m_trade; }
+    Markets *market() { return &m_market; }
+    VaultBalance *balance() { return &m_balance; }
+    OwnerSession *session() { return &m_session; }
+    TradeScreen *trade() { return &m_trade; }
+    UnlockGate *gate() { return &m_gate; }
     const QString &site() const { return m_origin; }
 
     bool entered() const { return m_entered; }
     void setEntered(bool entered);
     int selectedTab() const { return m_selectedTab; }
-    void setSelectedTab(int tab);
+    static QVariantList tabs();
     const QString &message() const { return m_message; }
     void setMessage(const QString &message);
-    OwnerPrompt *prompt() const { return m_prompt; }
 
     // The root view has appeared: loads the market snapshot and then the vault, and starts the
     // periodic session check.
@@ -89,8 +85,8 @@ public:
     // Opens the service origin followed by `path` (which begins with "/").
     Q_INVOKABLE void openSite(const QString &path);
 
-    // Keyboard commands of the tab view; before the user has entered they do nothing.
-    // Shows the tab with this tag; false when it was not shown.
+    // The one way to another tab: shows the tab with this tag; false when it was not shown (not
+    // a tab, or the user has not entered yet).
     Q_INVOKABLE bool showTab(int tab);
     // Reloads what the current tab shows: the market snapshot on Home, Markets and Trade, the
     // session check on Account.
@@ -103,15 +99,9 @@ signals:
     void enteredChanged();
     void selectedTabChanged();
     void messageChanged();
-    void promptChanged();
 
 private:
     void applicationStateChanged(Qt::ApplicationState state);
-    void unlockChecked(OwnerAuthContext *context, bool able);
-    void unlockReplied(OwnerAuthContext *context, bool authenticated);
-    // Lets an unlock's context go once its outcome is handled; false when it is not one of ours.
-    bool letGo(OwnerAuthContext *context);
-    QCoro::Task<> signIn();
     void runCheck();
     bool mayOpen(const QUrl &url) const;
 
@@ -119,16 +109,18 @@ private:
     // The service's own origin when it is a development build's loopback one.
     std::optional<QUrl> m_loopback;
     Platform m_platform;
+    // Made in this order and gone in the reverse one: the gate first, since an authentication
+    // may still be answering from its own thread and must end while the rest is whole; then the
+    // stores, which abort what they still wait for as they go, and that needs the shared client.
     QNetworkAccessManager m_client;
-    Markets *m_market;
-    VaultBalance *m_balance;
-    OwnerSession *m_session;
-    TradeScreen *m_trade;
+    Markets m_market;
+    VaultBalance m_balance;
+    OwnerSession m_session;
+    TradeScreen m_trade;
+    UnlockGate m_gate;
     bool m_entered = false;
     int m_selectedTab = Home;
     QString m_message;
-    QPointer<OwnerPrompt> m_prompt;
     QTimer m_checkTimer;
     Qt::ApplicationState m_state;
-    std::vector<std::unique_ptr<OwnerAuthContext>> m_unlocks;
 };

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Kelvra.Core
+import Kelvra.Controls
 
 // A borderless button in the accent colour, as a list row shows it; red when destructive.
 PushButton {

@@ -1,4 +1,5 @@
 import QtQuick
+import Kelvra.Controls
 
 // The top or the bottom of a white card, its corners rounded: a card that a list's entries
 // continue between its two edges.

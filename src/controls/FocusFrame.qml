@@ -1,5 +1,6 @@
 import QtQuick
 import Kelvra.Core
+import Kelvra.Controls
 
 // The keyboard focus ring around its parent.
 Rectangle {

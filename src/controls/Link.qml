@@ -1,5 +1,6 @@
 import QtQuick
 import Kelvra.Core
+import Kelvra.Controls
 
 // Accent-coloured text that opens a web page when activated, by pointer, keyboard or screen
 // reader. A Text rather than a Label: Qt 6.4's Label overrides the link role.

@@ -1,4 +1,5 @@
 import QtQuick
+import Kelvra.Controls
 
 // The brand image fitted into a fixed 170 x 60 frame; the frame keeps its size when the image
 // is missing, so nothing below it moves.

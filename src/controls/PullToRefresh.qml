@@ -1,13 +1,13 @@
 import QtQuick
 import QtQuick.Controls
 
-// Pull a Flickable down past its top to run `action`, a function returning a task; the
-// indicator stays until that task settles.
+// Pull a Flickable down past its top to ask for a refresh (`pulled`); the indicator stays while
+// `refreshing` holds.
 Item {
     id: root
     required property Flickable flickable
-    property var action
     property bool refreshing: false
+    signal pulled()
     readonly property real pull: Math.max(0, -flickable.verticalOvershoot)
 
     anchors.horizontalCenter: parent ? parent.horizontalCenter : undefined
@@ -19,13 +19,6 @@ Item {
     // The status line below the list tells a screen reader when the refresh is done.
     Accessible.ignored: true
 
-    function refresh() {
-        if (refreshing)
-            return
-        refreshing = true
-        root.action().then(function () { root.refreshing = false })
-    }
-
     BusyIndicator {
         anchors.fill: parent
         running: root.visible
@@ -33,8 +26,8 @@ Item {
     Connections {
         target: root.flickable
         function onDragEnded() {
-            if (root.pull > 64)
-                root.refresh()
+            if (root.pull > 64 && !root.refreshing)
+                root.pulled()
         }
     }
 }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Kelvra.Controls
 
 // A group of rows on a white card, with an optional heading above it.
 ColumnLayout {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import Kelvra.Controls
 
 // Caption text the user can select and copy, such as a wallet address, with the pointer or,
 // once Tab has reached it, with the keyboard.

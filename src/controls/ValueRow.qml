@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Kelvra.Controls
 
 // A label at the leading edge and its value at the trailing edge; a value too long for a narrow
 // window wraps rather than leaving the card. A screen reader reads the two as one line.

@@ -54,9 +54,10 @@ Page {
         query: search.text
     }
 
-    ListView {
+    QuoteListView {
         id: list
         objectName: "quoteList"
+        status: root.market.status
         anchors.top: parent.top
         anchors.bottom: parent.bottom
         anchors.horizontalCenter: parent.horizontalCenter
@@ -71,6 +72,8 @@ Page {
             width: ListView.view.width
         }
         footer: ColumnLayout {
+            id: foot
+            readonly property QuoteListView list: ListView.view as QuoteListView
             width: ListView.view.width
             spacing: 6
             Item {
@@ -79,24 +82,20 @@ Page {
             Label {
                 objectName: "marketStatus"
                 Layout.fillWidth: true
-                text: root.market.status
+                text: foot.list?.status ?? ""
                 textFormat: Text.PlainText
                 font.pixelSize: Style.caption
                 wrapMode: Text.Wrap
             }
-            Label {
-                Layout.fillWidth: true
+            Footnote {
                 text: "Source prices are reference snapshots, not executable swap quotes."
-                textFormat: Text.PlainText
-                font.pixelSize: Style.footnote
-                color: Style.secondary
-                wrapMode: Text.Wrap
             }
         }
     }
 
     PullToRefresh {
         flickable: list
-        action: function () { return root.market.loadTask() }
+        refreshing: root.market.loading
+        onPulled: root.market.loadTask()
     }
 }

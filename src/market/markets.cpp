@@ -1,6 +1,7 @@
 #include "market/markets.h"
 
 #include "model/json.h"
+#include "model/publish.h"
 #include "model/regionformat.h"
 #include "model/snapshot.h"
 
@@ -65,17 +66,13 @@ QCoro::Task<> Markets::load()
         co_return;
 
     const auto quotes = snapshot ? parse(*snapshot) : std::nullopt;
-    if (quotes) {
-        m_quotes = *quotes;
-        emit quotesChanged();
-        m_status = QStringLiteral("Coinbase Exchange · refreshed ") + shortTime(QDateTime::currentDateTime());
-    } else {
-        // Quotes shown before are removed, not kept.
-        m_quotes.clear();
-        emit quotesChanged();
-        m_status = QStringLiteral("Quotes unavailable. Refresh to retry.");
-    }
-    emit statusChanged();
+    // Quotes shown before a failed load are removed, not kept.
+    publish(this, m_quotes, quotes.value_or(QList<Quote>{}), &Markets::quotesChanged);
+    publish(this, m_status,
+            quotes
+                ? QStringLiteral("Coinbase Exchange · refreshed ") + shortTime(QDateTime::currentDateTime())
+                : QStringLiteral("Quotes unavailable. Refresh to retry."),
+            &Markets::statusChanged);
     setLoading(false);
 }
 
@@ -86,8 +83,5 @@ QCoro::QmlTask Markets::loadTask()
 
 void Markets::setLoading(bool loading)
 {
-    if (m_loading == loading)
-        return;
-    m_loading = loading;
-    emit loadingChanged();
+    publish(this, m_loading, loading, &Markets::loadingChanged);
 }

@@ -2,6 +2,7 @@
 
 #include "market/markets.h"
 #include "model/fixed.h"
+#include "model/publish.h"
 #include "model/regionformat.h"
 
 QuoteList::QuoteList(QObject *parent)
@@ -10,24 +11,18 @@ QuoteList::QuoteList(QObject *parent)
 
 void QuoteList::setMarket(Markets *market)
 {
-    if (m_market == market)
+    if (!follow(this, m_market, market, [this](Markets *store) {
+            connect(store, &Markets::quotesChanged, this, &QuoteList::rebuild);
+        }))
         return;
-    if (m_market)
-        disconnect(m_market, nullptr, this, nullptr);
-    m_market = market;
-    if (m_market)
-        connect(m_market, &Markets::quotesChanged, this, &QuoteList::rebuild);
     rebuild();
     emit marketChanged();
 }
 
 void QuoteList::setQuery(const QString &query)
 {
-    if (m_query == query)
-        return;
-    m_query = query;
-    rebuild();
-    emit queryChanged();
+    if (publish(this, m_query, query, &QuoteList::queryChanged))
+        rebuild();
 }
 
 int QuoteList::rowCount(const QModelIndex &parent) const

@@ -15,7 +15,7 @@ class QuoteList : public QAbstractListModel
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(Markets *market READ market WRITE setMarket NOTIFY marketChanged)
+    Q_PROPERTY(Markets *market READ market WRITE setMarket NOTIFY marketChanged REQUIRED)
     Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY queryChanged)
     Q_PROPERTY(int count READ count NOTIFY countChanged)
 

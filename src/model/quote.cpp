@@ -5,20 +5,18 @@
 
 namespace {
 
-struct CatalogueEntry
-{
-    QStringView pair;
-    QStringView name;
-};
-
-// Exact, case-sensitive lookup on the whole pair code.
 constexpr std::array catalogue{
-    CatalogueEntry{u"BTC-USD", u"Bitcoin"},
-    CatalogueEntry{u"ETH-USD", u"Ethereum"},
-    CatalogueEntry{u"SOL-USD", u"Solana"},
+    Asset{u"BTC-USD", u"Bitcoin"},
+    Asset{u"ETH-USD", u"Ethereum"},
+    Asset{u"SOL-USD", u"Solana"},
 };
 
 } // namespace
+
+std::span<const Asset> assetCatalogue()
+{
+    return catalogue;
+}
 
 Quote::Quote(QString pair, double price, double change, double high, double low, double volume, double bid,
              double ask, QString time)
@@ -35,6 +33,7 @@ Quote::Quote(QString pair, double price, double change, double high, double low,
 
 QString Quote::name() const
 {
+    // Exact, case-sensitive lookup on the whole pair code.
     for (const auto &entry : catalogue) {
         if (entry.pair == m_pair)
             return entry.name.toString();

@@ -3,6 +3,8 @@
 #include <QMetaType>
 #include <QString>
 
+#include <span>
+
 // One trading pair of the market snapshot. A plain value: the fields are set once, by the
 // constructor, and only read afterwards. Fallbacks for missing wire fields belong to the parser.
 class Quote
@@ -58,3 +60,13 @@ private:
 };
 
 Q_DECLARE_METATYPE(Quote)
+
+// One asset of the catalogue: its pair code and the name shown for it.
+struct Asset
+{
+    QStringView pair;
+    QStringView name;
+};
+
+// The assets the app knows by name, in the order the trade lab offers them.
+std::span<const Asset> assetCatalogue();

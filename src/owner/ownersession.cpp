@@ -1,5 +1,6 @@
 #include "owner/ownersession.h"
 
+#include "model/publish.h"
 #include "model/regionformat.h"
 #include "owner/owneranswers.h"
 
@@ -63,16 +64,6 @@ QString expiryTime(double expires)
 {
     const double ms = std::clamp(std::floor(expires), -8.64e15, 8.64e15);
     return shortTime(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(ms)));
-}
-
-// Keeps the value exactly as received even where it compares equal (a JSON 1 and 1.0), and
-// tells whether observers need to hear of it.
-template<typename T>
-bool replace(T &field, const T &value)
-{
-    const bool changed = field != value;
-    field = value;
-    return changed;
 }
 
 } // namespace
@@ -316,42 +307,35 @@ QCoro::QmlTask OwnerSession::logoutTask()
 
 void OwnerSession::setStatus(const QString &status)
 {
-    if (replace(m_status, status))
-        emit statusChanged();
+    publish(this, m_status, status, &OwnerSession::statusChanged);
 }
 
 void OwnerSession::setOwner(const QJsonObject &owner)
 {
-    if (replace(m_owner, owner))
-        emit ownerChanged();
+    publish(this, m_owner, owner, &OwnerSession::ownerChanged);
 }
 
 void OwnerSession::setHistory(const QJsonArray &history)
 {
-    if (replace(m_history, history))
-        emit historyChanged();
+    publish(this, m_history, history, &OwnerSession::historyChanged);
 }
 
 void OwnerSession::setConnected(bool connected)
 {
-    if (replace(m_connected, connected))
-        emit connectedChanged();
+    publish(this, m_connected, connected, &OwnerSession::connectedChanged);
 }
 
 void OwnerSession::setCode(const QString &code)
 {
-    if (replace(m_code, code))
-        emit codeChanged();
+    publish(this, m_code, code, &OwnerSession::codeChanged);
 }
 
 void OwnerSession::setApprovalUrl(const QString &url)
 {
-    if (replace(m_approvalUrl, url))
-        emit approvalUrlChanged();
+    publish(this, m_approvalUrl, url, &OwnerSession::approvalUrlChanged);
 }
 
 void OwnerSession::setProof(const QString &proof)
 {
-    if (replace(m_proof, proof))
-        emit proofChanged();
+    publish(this, m_proof, proof, &OwnerSession::proofChanged);
 }

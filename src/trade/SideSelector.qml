@@ -13,40 +13,46 @@ Row {
     Accessible.role: Accessible.Grouping
     Accessible.name: "Side"
 
-    Repeater {
-        model: ["Buy", "Sell"]
-        RadioButton {
-            id: segment
-            required property string modelData
-            objectName: "side" + modelData
-            text: modelData
-            checked: root.side === modelData
-            width: 76
-            implicitHeight: 36
-            padding: 0
-            indicator: null
-            contentItem: Text {
-                text: segment.text
-                textFormat: Text.PlainText
-                font.pixelSize: Style.subheadline
-                color: segment.checked ? Style.textOnTeal : Style.teal
-                horizontalAlignment: Text.AlignHCenter
-                verticalAlignment: Text.AlignVCenter
-            }
-            background: Rectangle {
-                radius: 8
-                color: segment.checked ? Style.tealFill : "transparent"
-                border.color: segment.checked ? Style.tealFill : Style.teal
-                Accessible.ignored: true
-                FocusFrame {
-                    shown: segment.visualFocus
-                }
-            }
-            onClicked: root.chosen(modelData)
-            Keys.onReturnPressed: clicked()
-            Keys.onEnterPressed: clicked()
-            Accessible.name: text
-            Accessible.onPressAction: clicked()
+    // One segment; each instance below binds it to the side it stands for.
+    component Segment: RadioButton {
+        id: segment
+        width: 76
+        implicitHeight: 36
+        padding: 0
+        indicator: null
+        contentItem: Text {
+            text: segment.text
+            textFormat: Text.PlainText
+            font.pixelSize: Style.subheadline
+            color: segment.checked ? Style.textOnTeal : Style.teal
+            horizontalAlignment: Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
         }
+        background: Rectangle {
+            radius: 8
+            color: segment.checked ? Style.tealFill : "transparent"
+            border.color: segment.checked ? Style.tealFill : Style.teal
+            Accessible.ignored: true
+            FocusFrame {
+                shown: segment.visualFocus
+            }
+        }
+        Keys.onReturnPressed: clicked()
+        Keys.onEnterPressed: clicked()
+        Accessible.name: text
+        Accessible.onPressAction: clicked()
+    }
+
+    Segment {
+        objectName: "sideBuy"
+        text: "Buy"
+        checked: root.side === text
+        onClicked: root.chosen(text)
+    }
+    Segment {
+        objectName: "sideSell"
+        text: "Sell"
+        checked: root.side === text
+        onClicked: root.chosen(text)
     }
 }

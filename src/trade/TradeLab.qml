@@ -10,7 +10,6 @@ import Kelvra.Core
 Page {
     id: root
     required property TradeScreen trade
-    required property Markets market
 
     title: "Trade lab"
     background: Rectangle {
@@ -47,13 +46,8 @@ Page {
                     font.pixelSize: Style.headline
                     font.weight: Font.DemiBold
                 }
-                Label {
-                    Layout.fillWidth: true
+                Footnote {
                     text: "No funds move. Fee and slippage below are your assumptions, not exchange rates."
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
                 }
             }
 
@@ -92,11 +86,9 @@ Page {
                     ComboBox {
                         objectName: "asset"
                         Layout.preferredWidth: 160
-                        model: root.trade.assetOptions
-                        textRole: "name"
-                        valueRole: "value"
-                        currentIndex: root.trade.assetOptions.findIndex(option => option.value === root.trade.asset)
-                        onActivated: root.trade.asset = currentValue
+                        model: root.trade.assetNames
+                        currentIndex: root.trade.assetIndex
+                        onActivated: index => root.trade.assetIndex = index
                         Accessible.name: "Asset"
                         Component.onCompleted: contentItem.Accessible.ignored = true
                     }
@@ -106,6 +98,7 @@ Page {
                     inputName: "size"
                     label: "Size (USD)"
                     placeholder: "100"
+                    invalid: root.trade.invalidField === "size"
                     text: root.trade.size
                     onEdited: text => root.trade.size = text
                 }
@@ -152,10 +145,19 @@ Page {
                     font.pixelSize: Style.caption
                     color: Style.secondary
                 }
+                Label {
+                    objectName: "quoteAge"
+                    Layout.fillWidth: true
+                    text: root.trade.quoteAge
+                    textFormat: Text.PlainText
+                    font.pixelSize: Style.caption
+                    color: root.trade.quoteFresh ? Style.secondary : Style.red
+                    wrapMode: Text.Wrap
+                }
                 AccentButton {
                     objectName: "refreshSnapshot"
                     text: "Refresh snapshot"
-                    onClicked: root.market.loadTask()
+                    onClicked: root.trade.refresh()
                 }
             }
 
@@ -165,6 +167,7 @@ Page {
                     inputName: "fee"
                     label: "Fee (%)"
                     placeholder: "0.1"
+                    invalid: root.trade.invalidField === "fee"
                     text: root.trade.fee
                     onEdited: text => root.trade.fee = text
                 }
@@ -172,6 +175,7 @@ Page {
                     inputName: "slippage"
                     label: "Slippage (%)"
                     placeholder: "0.5"
+                    invalid: root.trade.invalidField === "slippage"
                     text: root.trade.slippage
                     onEdited: text => root.trade.slippage = text
                 }
@@ -195,13 +199,8 @@ Page {
             }
 
             Section {
-                Label {
-                    Layout.fillWidth: true
+                Footnote {
                     text: "A bid/ask snapshot is not a guaranteed execution price. Agent payments are a separate permission-controlled feature."
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.footnote
-                    color: Style.secondary
-                    wrapMode: Text.Wrap
                 }
             }
         }

@@ -4,6 +4,7 @@
 #include "model/number.h"
 #include "model/stamp.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -21,13 +22,42 @@ bool isPercentage(double value)
     return std::isfinite(value) && value >= 0 && value < 100;
 }
 
-bool isFresh(const QString &time, const QDateTime &now)
+constexpr qint64 minuteMs = 60'000;
+constexpr qint64 hourMs = 60 * minuteMs;
+
+std::optional<qint64> ageMs(const QString &time, const QDateTime &now)
 {
     const auto instant = stamp(time);
     if (!instant)
-        return false;
-    const qint64 ageMs = instant->msecsTo(now);
+        return std::nullopt;
+    return instant->msecsTo(now);
+}
+
+bool isFresh(qint64 ageMs)
+{
     return ageMs >= newestMs && ageMs <= oldestMs;
+}
+
+bool isFresh(const QString &time, const QDateTime &now)
+{
+    const auto age = ageMs(time, now);
+    return age && isFresh(*age);
+}
+
+std::optional<double> positiveSize(const QString &text)
+{
+    const auto size = numberFromText(text);
+    if (!size || !std::isfinite(*size) || *size <= 0 || *size > largestSize)
+        return std::nullopt;
+    return size;
+}
+
+std::optional<double> percentage(const QString &text)
+{
+    const auto value = numberFromText(text);
+    if (!value || !isPercentage(*value))
+        return std::nullopt;
+    return value;
 }
 
 // The symbol comes from the service; a line break in it would add lines of the service's
@@ -44,20 +74,44 @@ QString oneLine(QString text)
 
 } // namespace
 
+QString invalidField(const PaperOrder &order)
+{
+    if (!positiveSize(order.size))
+        return QStringLiteral("size");
+    if (!percentage(order.fee))
+        return QStringLiteral("fee");
+    if (!percentage(order.slippage))
+        return QStringLiteral("slippage");
+    return {};
+}
+
+QuoteAge quoteAge(const QString &time, const QDateTime &now)
+{
+    const auto age = ageMs(time, now);
+    if (!age)
+        return {QStringLiteral("Quote time unreadable · not fresh"), false, std::nullopt};
+    if (*age < newestMs)
+        return {QStringLiteral("Quoted ahead of this device's clock · not fresh"), false, newestMs - *age};
+    const bool fresh = isFresh(*age);
+    const QString stale = QStringLiteral(" · no longer fresh, refresh the snapshot");
+    if (*age >= hourMs)
+        return {QStringLiteral("Quoted over an hour ago") + stale, false, std::nullopt};
+    const qint64 minutes = std::max<qint64>(*age, 0) / minuteMs;
+    const QString text = minutes == 0 ? QStringLiteral("Quoted less than a minute ago")
+                                      : QStringLiteral("Quoted %1 min ago").arg(minutes);
+    // The next whole minute, or the moment it goes stale if that comes first.
+    qint64 next = (minutes + 1) * minuteMs - *age;
+    if (fresh)
+        next = std::min(next, oldestMs + 1 - *age);
+    return {fresh ? text : text + stale, fresh, next};
+}
+
 QString paperPreview(const PaperOrder &order, const std::optional<Quote> &quote, const QDateTime &now)
 {
-    if (!quote)
-        return invalidInput;
-    const auto size = numberFromText(order.size);
-    const auto fee = numberFromText(order.fee);
-    const auto slippage = numberFromText(order.slippage);
-    if (!size || !fee || !slippage)
-        return invalidInput;
-    if (!std::isfinite(*size) || *size <= 0 || *size > largestSize)
-        return invalidInput;
-    if (!isPercentage(*fee) || !isPercentage(*slippage))
-        return invalidInput;
-    if (!isFresh(quote->time(), now))
+    const auto size = positiveSize(order.size);
+    const auto fee = percentage(order.fee);
+    const auto slippage = percentage(order.slippage);
+    if (!quote || !size || !fee || !slippage || !isFresh(quote->time(), now))
         return invalidInput;
 
     const bool buy = order.side == u"Buy";

@@ -1,106 +1,134 @@
 #include "trade/tradescreen.h"
 
 #include "market/markets.h"
+#include "model/publish.h"
 #include "trade/papertrade.h"
 
-#include <QVariantMap>
-
 #include <utility>
-
-namespace {
-
-// Assigns and notifies only on a real change, so that a view writing back what it shows does
-// not loop.
-template<typename Signal>
-void assign(TradeScreen *screen, QString &field, const QString &value, Signal changed)
-{
-    if (field == value)
-        return;
-    field = value;
-    emit(screen->*changed)();
-}
-
-} // namespace
 
 TradeScreen::TradeScreen(Markets *market, QObject *parent)
     : QObject(parent)
     , m_market(market)
 {
+    m_ageTimer.setSingleShot(true);
+    connect(&m_ageTimer, &QTimer::timeout, this, &TradeScreen::updateAge);
     if (m_market)
-        connect(m_market, &Markets::quotesChanged, this, &TradeScreen::snapshotChanged);
+        connect(m_market, &Markets::quotesChanged, this, &TradeScreen::followQuote);
+    followQuote();
+}
+
+int TradeScreen::assetIndex() const
+{
+    const auto catalogue = assetCatalogue();
+    for (std::size_t i = 0; i < catalogue.size(); ++i) {
+        if (catalogue[i].pair == m_asset)
+            return int(i);
+    }
+    return -1;
+}
+
+QStringList TradeScreen::assetNames()
+{
+    QStringList names;
+    for (const Asset &asset : assetCatalogue())
+        names.append(asset.name.toString());
+    return names;
 }
 
 void TradeScreen::setAsset(const QString &asset)
 {
-    if (m_asset == asset)
-        return;
-    m_asset = asset;
-    emit assetChanged();
-    emit snapshotChanged();
+    if (publish(this, m_asset, asset, &TradeScreen::assetChanged))
+        followQuote();
+}
+
+void TradeScreen::setAssetIndex(int index)
+{
+    const auto catalogue = assetCatalogue();
+    if (index >= 0 && std::size_t(index) < catalogue.size())
+        setAsset(catalogue[std::size_t(index)].pair.toString());
 }
 
 void TradeScreen::setSize(const QString &size)
 {
-    assign(this, m_size, size, &TradeScreen::sizeChanged);
+    if (publish(this, m_size, size, &TradeScreen::sizeChanged))
+        edited("size");
 }
 
 void TradeScreen::setSide(const QString &side)
 {
-    assign(this, m_side, side, &TradeScreen::sideChanged);
+    publish(this, m_side, side, &TradeScreen::sideChanged);
 }
 
 void TradeScreen::setFee(const QString &fee)
 {
-    assign(this, m_fee, fee, &TradeScreen::feeChanged);
+    if (publish(this, m_fee, fee, &TradeScreen::feeChanged))
+        edited("fee");
 }
 
 void TradeScreen::setSlippage(const QString &slippage)
 {
-    assign(this, m_slippage, slippage, &TradeScreen::slippageChanged);
+    if (publish(this, m_slippage, slippage, &TradeScreen::slippageChanged))
+        edited("slippage");
 }
 
-void TradeScreen::setPreview(const QString &preview)
+void TradeScreen::edited(const char *field)
 {
-    assign(this, m_preview, preview, &TradeScreen::previewChanged);
+    if (m_invalidField == QLatin1String(field))
+        publish(this, m_invalidField, QString(), &TradeScreen::invalidFieldChanged);
 }
 
-std::optional<Quote> TradeScreen::q() const
+void TradeScreen::followQuote()
 {
-    if (!m_market)
-        return std::nullopt;
-    for (const Quote &quote : m_market->quotes()) {
-        if (quote.pair() == m_asset)
-            return quote;
+    std::optional<Quote> quote;
+    if (m_market) {
+        for (const Quote &candidate : m_market->quotes()) {
+            if (candidate.pair() == m_asset) {
+                quote = candidate;
+                break;
+            }
+        }
     }
-    return std::nullopt;
+    if (quote == m_quote)
+        return;
+    m_quote = std::move(quote);
+    m_rows = m_quote ? snapshotRows(*m_quote) : SnapshotRows{};
+    emit snapshotChanged();
+    updateAge();
 }
 
-QString TradeScreen::row(QString SnapshotRows::*field) const
+void TradeScreen::updateAge()
 {
-    const auto quote = q();
-    return quote ? snapshotRows(*quote).*field : QString();
-}
-
-QVariantList TradeScreen::assetOptions()
-{
-    const auto option = [](const QString &name, const QString &value) {
-        return QVariantMap{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}};
-    };
-    return {
-        option(QStringLiteral("Bitcoin"), QStringLiteral("BTC-USD")),
-        option(QStringLiteral("Ethereum"), QStringLiteral("ETH-USD")),
-        option(QStringLiteral("Solana"), QStringLiteral("SOL-USD")),
-    };
+    const QuoteAge age = m_quote ? ::quoteAge(m_quote->time(), now()) : QuoteAge{};
+    publish(this, m_age, age.text, &TradeScreen::quoteAgeChanged);
+    publish(this, m_fresh, age.fresh, &TradeScreen::quoteFreshChanged);
+    // Wakes only when the text is due to change, not every second.
+    if (age.changesInMs)
+        m_ageTimer.start(int(std::min<qint64>(*age.changesInMs, 3'600'000)));
+    else
+        m_ageTimer.stop();
 }
 
 void TradeScreen::calculate()
 {
     const PaperOrder order{m_size, m_fee, m_slippage, m_side};
     // The time is read once, here: the preview then stays as it is, even once its quote is stale.
-    setPreview(paperPreview(order, q(), m_clock ? m_clock() : QDateTime::currentDateTimeUtc()));
+    publish(this, m_preview, paperPreview(order, m_quote, now()), &TradeScreen::previewChanged);
+    publish(this, m_invalidField, ::invalidField(order), &TradeScreen::invalidFieldChanged);
+}
+
+void TradeScreen::refresh()
+{
+    if (m_market)
+        m_market->load();
 }
 
 void TradeScreen::setClock(Clock clock)
 {
     m_clock = std::move(clock);
+    updateAge();
+}
+
+QDateTime TradeScreen::now() const
+{
+    return m_clock ? m_clock() : QDateTime::currentDateTimeUtc();
 }

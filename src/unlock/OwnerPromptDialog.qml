@@ -101,7 +101,7 @@ Dialog {
             objectName: "cancel"
             text: "Cancel"
             flat: true
-            DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
+            DialogButtonBox.buttonRole: Dialog.ActionRole
             onClicked: if (dialog.prompt) dialog.prompt.cancel()
             Keys.onReturnPressed: clicked()
             Keys.onEnterPressed: clicked()
@@ -112,7 +112,7 @@ Dialog {
             text: "OK"
             flat: true
             enabled: dialog.asking
-            DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
+            DialogButtonBox.buttonRole: Dialog.ActionRole
             onClicked: dialog.submit()
             Keys.onReturnPressed: clicked()
             Keys.onEnterPressed: clicked()

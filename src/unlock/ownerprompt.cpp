@@ -1,5 +1,7 @@
 #include "unlock/ownerprompt.h"
 
+#include "model/publish.h"
+
 #include <utility>
 
 OwnerPrompt::OwnerPrompt(const QString &reason, std::function<void(SecretBuffer)> answered,
@@ -41,14 +43,8 @@ void OwnerPrompt::ask(const QString &message, bool secret)
 {
     if (!m_open)
         return;
-    if (m_message != message) {
-        m_message = message;
-        emit messageChanged();
-    }
-    if (m_secret != secret) {
-        m_secret = secret;
-        emit secretChanged();
-    }
+    publish(this, m_message, message, &OwnerPrompt::messageChanged);
+    publish(this, m_secret, secret, &OwnerPrompt::secretChanged);
     setBusy(false);
 }
 
@@ -71,8 +67,5 @@ void OwnerPrompt::close()
 
 void OwnerPrompt::setBusy(bool busy)
 {
-    if (m_busy == busy)
-        return;
-    m_busy = busy;
-    emit busyChanged();
+    publish(this, m_busy, busy, &OwnerPrompt::busyChanged);
 }

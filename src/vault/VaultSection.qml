@@ -31,13 +31,8 @@ Section {
         font.pixelSize: Style.body
         wrapMode: Text.Wrap
     }
-    Label {
-        Layout.fillWidth: true
+    Footnote {
         text: "Shared competition vault, not your wallet balance."
-        textFormat: Text.PlainText
-        font.pixelSize: Style.footnote
-        color: Style.secondary
-        wrapMode: Text.Wrap
     }
     AccentButton {
         objectName: "refreshVault"

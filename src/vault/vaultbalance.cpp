@@ -87,7 +87,8 @@ QCoro::QmlTask VaultBalance::loadTask()
 
 void VaultBalance::show(const VaultTexts &texts)
 {
-    // Every assignment notifies, in this order, even when the text stays the same.
+    // The one set of fields that does not go through publish(): every assignment notifies, in
+    // this order, even when the text stays the same, so that each load is seen to have answered.
     m_balance = texts.balance;
     emit balanceChanged();
     m_budget = texts.budget;

@@ -6,18 +6,15 @@
 //   kelvra-a11yhost WIDTH HEIGHT   (a window tall enough for whole screens: the bus shows only
 //                                   what is in the window's view)
 
-#include "app/appsetup.h"
 #include "appharness.h"
 #include "localservice.h"
-#include "scriptedownerauthenticator.h"
 
 #include <QGuiApplication>
 
 int main(int argc, char *argv[])
 {
-    prepareProcess();
+    KelvraWindow::prepareProcess();
     QGuiApplication application(argc, argv);
-    prepareApplication();
     LocalService service(OwnerRecords(QDateTime::currentDateTimeUtc()), std::chrono::minutes(15));
     if (argc != 3 || !service.start())
         return 2;

@@ -1,14 +1,10 @@
 #include "appharness.h"
 
-#include "app/appsetup.h"
 #include "owner/ownersession.h"
-#include "scriptedownerauthenticator.h"
 #include "vault/vaultbalance.h"
 
 #include <QAccessible>
 #include <QKeySequence>
-#include <QNetworkReply>
-#include <QRegularExpression>
 #include <QTest>
 #include <QtQuickTest/quicktest.h>
 
@@ -23,28 +19,6 @@ void collect(QQuickItem *item, const QString &name, QList<QQuickItem *> &found)
 }
 
 } // namespace
-
-void RecordingOpener::open(const QUrl &url)
-{
-    opened.append(url);
-    if (!approving || !url.path().startsWith(u"/portal/"))
-        return;
-    // The page first, for the token its form carries; then the form, posted from the page.
-    QNetworkReply *page = m_browser.get(QNetworkRequest(url));
-    QObject::connect(page, &QNetworkReply::finished, page, [this, page, url] {
-        page->deleteLater();
-        static const QRegularExpression hidden(R"re(<input type="hidden" name="token" value="([^"]+)">)re");
-        const QString token = hidden.match(QString::fromUtf8(page->readAll())).captured(1);
-        QNetworkRequest request(url);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
-        request.setRawHeader("Origin", url.adjusted(QUrl::RemovePath).toString().toLatin1());
-        QNetworkReply *reply = m_browser.post(request, "decision=approve&token=" + token.toLatin1());
-        QObject::connect(reply, &QNetworkReply::finished, reply, [this, reply] {
-            approved += reply->error() == QNetworkReply::NoError;
-            reply->deleteLater();
-        });
-    });
-}
 
 QJsonObject snapshot()
 {
@@ -77,17 +51,17 @@ void scriptOwner(TestService &service, const QJsonArray &history, std::chrono::m
 }
 
 AppHarness::AppHarness(std::chrono::milliseconds checkPeriod, QString origin)
-    : authenticator(std::make_unique<ScriptedOwnerAuthenticator>())
-    , workspace(std::make_unique<Workspace>(origin.isEmpty() ? service.origin() : origin,
+    : authenticator(std::make_unique<StandInOwner>())
+    , kelvra(std::make_unique<KelvraWindow>(origin.isEmpty() ? service.origin() : origin,
                                             Workspace::Platform{.authenticator = authenticator.get(),
                                                                 .opener = &opener,
                                                                 .checkPeriod = checkPeriod}))
+    , workspace(&kelvra->workspace())
 {}
 
 AppHarness::~AppHarness()
 {
-    engine.reset();
-    workspace.reset();
+    kelvra.reset();
     // Requests still in flight end with their stores, and their waiting operations resume from
     // the event loop: let it turn, as the program's would, so that none of them is left behind.
     QCoreApplication::sendPostedEvents();
@@ -96,11 +70,7 @@ AppHarness::~AppHarness()
 
 bool AppHarness::show()
 {
-    engine = std::make_unique<QQmlApplicationEngine>();
-    prepareEngine(*engine);
-    engine->setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(workspace.get())}});
-    engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
-    return window() && QTest::qWaitForWindowExposed(window());
+    return kelvra->load() && QTest::qWaitForWindowExposed(window());
 }
 
 QList<QQuickItem *> AppHarness::items(const QString &objectName) const
@@ -195,7 +165,7 @@ bool openScreen(AppHarness &app, int screen)
                            {"hash", "0xh"},
                            {"reason", "Market data for BTC-USD, ETH-USD and SOL-USD, one hour"}};
     scriptOwner(app.service, {paid});
-    Workspace *w = app.workspace.get();
+    Workspace *w = app.workspace;
     // No request of the start-up loads is counted as one of the test's: the vault's comes last.
     const auto loaded = [w] { return !w->balance()->status().startsWith(u"Loading"); };
     if (!app.show() || !QTest::qWaitForWindowActive(app.window()) || !QTest::qWaitFor(loaded))
@@ -203,7 +173,7 @@ bool openScreen(AppHarness &app, int screen)
     if (screen == OnWelcome)
         return true;
     w->setEntered(true);
-    w->setSelectedTab(std::min<int>(screen, OnAccount));
+    w->showTab(std::min<int>(screen, OnAccount));
     if (screen == AsOwner) {
         QCoro::waitFor(w->session()->start());
         QCoro::waitFor(w->session()->check());

@@ -1,20 +1,15 @@
 #pragma once
 
-#include "app/urlopener.h"
-#include "app/workspace.h"
+#include "app/kelvrawindow.h"
+#include "standins.h"
 #include "testservice.h"
-#include "unlock/ownerprompt.h" // Workspace::prompt() needs it whole
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
-#include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 
 #include <memory>
-
-class ScriptedOwnerAuthenticator;
 
 // A market snapshot of BTC-USD, ETH-USD and SOL-USD quoted now.
 QJsonObject snapshot();
@@ -22,22 +17,8 @@ QJsonObject snapshot();
 // "p1" has the receipt "A\nB"; the sign-in answers after `startDelay`.
 void scriptOwner(TestService &service, const QJsonArray &history, std::chrono::milliseconds startDelay = {});
 
-// Remembers what the app asked to open; when approving, it presses "Approve" on each portal
-// page at once, as the owner would in a browser, and opens nothing else.
-class RecordingOpener : public UrlOpener
-{
-public:
-    void open(const QUrl &url) override;
-    QList<QUrl> opened;
-    bool approving = false;
-    int approved = 0;
-
-private:
-    QNetworkAccessManager m_browser;
-};
-
 // The real window (Main.qml) on the real workspace and stores, talking to a scriptable loopback
-// service, with a scripted owner authenticator and a recording browser. Offscreen.
+// service, with a scripted owner and a browser that records what it opens. Offscreen.
 class AppHarness
 {
 public:
@@ -48,17 +29,14 @@ public:
 
     // Declared in the order they are made; they go in reverse, the window first.
     TestService service;
-    RecordingOpener opener;
-    std::unique_ptr<ScriptedOwnerAuthenticator> authenticator;
-    std::unique_ptr<Workspace> workspace;
-    std::unique_ptr<QQmlApplicationEngine> engine;
+    StandInBrowser opener;
+    std::unique_ptr<StandInOwner> authenticator;
+    std::unique_ptr<KelvraWindow> kelvra;
+    Workspace *const workspace;
 
     // Loads the window; the root view appears and the start-up loads begin.
     bool show();
-    QQuickWindow *window() const
-    {
-        return engine ? qobject_cast<QQuickWindow *>(engine->rootObjects().value(0)) : nullptr;
-    }
+    QQuickWindow *window() const { return kelvra ? kelvra->window() : nullptr; }
 
     // The visible items with this objectName, searched through the visual tree (delegates too).
     QList<QQuickItem *> items(const QString &objectName) const;

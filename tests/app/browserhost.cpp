@@ -11,11 +11,9 @@
 // within a minute. The app checks the claim every quarter second, as its half-minute timer would
 // once the owner returns.
 
-#include "app/appsetup.h"
 #include "appharness.h"
 #include "localservice.h"
 #include "owner/ownersession.h"
-#include "scriptedownerauthenticator.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
@@ -41,9 +39,8 @@ void say(const char *key, const QString &value)
 
 int main(int argc, char *argv[])
 {
-    prepareProcess();
+    KelvraWindow::prepareProcess();
     QGuiApplication application(argc, argv);
-    prepareApplication();
     LocalService service(OwnerRecords(QDateTime::currentDateTimeUtc()), std::chrono::minutes(15));
     if (!service.start())
         return 2;

@@ -17,7 +17,7 @@ class TestColorScheme : public QObject
 
     static Theme *theme(const AppHarness &app)
     {
-        return app.engine->singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
+        return app.kelvra->engine().singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
     }
 
     // What the window shows: Material's theme (1 is dark) and the welcome screen's background.

@@ -1,10 +1,8 @@
 #include "appharness.h"
 #include "owner/ownersession.h"
 #include "quiet.h"
-#include "scriptedownerauthenticator.h"
 #include "trade/tradescreen.h"
 
-#include <QQuickStyle>
 #include <QTest>
 
 class TestKeyboard : public QObject
@@ -12,7 +10,6 @@ class TestKeyboard : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QQuickStyle::setStyle(QStringLiteral("Material")); }
     void init() { failOnAnyWarning(); }
 
     // Tab reaches every control once, in reading order, and keeps the focused one in view.
@@ -113,7 +110,7 @@ private slots:
         app.keys(keys);
         QTest::qWait(100); // long enough for what should not happen
         const auto state = [&] {
-            Workspace *w = app.workspace.get();
+            Workspace *w = app.workspace;
             QStringList asked; // every request since the screen opened, in order
             for (const TestService::Seen &seen : app.service.seen().mid(before))
                 asked.append(seen.path);

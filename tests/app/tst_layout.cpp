@@ -1,7 +1,6 @@
 #include "appharness.h"
 #include "quiet.h"
 
-#include <QQuickStyle>
 #include <QTest>
 #include <QtQuickTest/quicktest.h>
 
@@ -11,7 +10,6 @@ class TestLayout : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QQuickStyle::setStyle(QStringLiteral("Material")); }
     void init() { failOnAnyWarning(); }
 
     void fits_data()

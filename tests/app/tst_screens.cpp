@@ -1,7 +1,6 @@
 #include "appharness.h"
 #include "owner/ownersession.h"
 #include "quiet.h"
-#include "scriptedownerauthenticator.h"
 #include "trade/tradescreen.h"
 #include "vault/vaultbalance.h"
 
@@ -10,7 +9,6 @@
 #include <QFontInfo>
 #include <QProcess>
 #include <QQmlComponent>
-#include <QQuickStyle>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -50,7 +48,6 @@ class TestScreens : public QObject
     }
 
 private slots:
-    void initTestCase() { QQuickStyle::setStyle(QStringLiteral("Material")); }
     void init() { failOnAnyWarning(); }
 
     // A guest's visit: the vault is asked only once the market has answered, and nothing the
@@ -225,7 +222,7 @@ private slots:
         app.service.onJson("/api/account",
                            QJsonObject{{"owner", m}, {"nativeBalance", m}, {"tokenBalance", m}});
         app.service.onJson("/api/receipt/p1", QJsonObject{{"explanation", m}, {"limitation", m}});
-        Workspace *w = app.workspace.get();
+        Workspace *w = app.workspace;
         QVERIFY(app.show());
         QTRY_VERIFY(!w->balance()->status().startsWith(u"Loading"));
         w->setEntered(true);
@@ -234,12 +231,12 @@ private slots:
         QAccessible::setActive(true);
         for (const auto &[tab, name] :
              {std::pair{Workspace::Home, "homeQuoteRow"}, {Workspace::MarketsTab, "quoteRow"}}) {
-            w->setSelectedTab(tab);
+            w->showTab(tab);
             QTRY_COMPARE(app.items(name).size(), 3);
             const QAccessibleInterface *row = QAccessible::queryAccessibleInterface(app.item(name));
             QVERIFY(row && row->text(QAccessible::Name).startsWith(m + "-USD, " + m + ", "));
         }
-        w->setSelectedTab(Workspace::Account);
+        w->showTab(Workspace::Account);
         QCoro::waitFor(w->session()->start());
         QTRY_COMPARE(values(app, {"sessionStatus", "matchCode"}, "text"),
                      (QStringList{"Waiting for passkey approval · match code " + m, "Match code: " + m}));
@@ -259,7 +256,7 @@ private slots:
         // for before it; were the engine to fetch, it would knock.
         QTest::ignoreMessage(
             QtWarningMsg, QRegularExpression(QStringLiteral("Only the program.s own resources are loaded$")));
-        QQmlComponent picture(app.engine.get());
+        QQmlComponent picture(&app.kelvra->engine());
         picture.setData(QStringLiteral(R"(import QtQuick; Image { source: "%1y" })").arg(at).toUtf8(),
                         QUrl());
         const std::unique_ptr<QObject> image(picture.create());

@@ -4,11 +4,9 @@
 // sign-out. Prints nothing and exits 0 when every step came out as it should; otherwise names
 // the step that did not.
 
-#include "app/appsetup.h"
 #include "appharness.h"
 #include "market/markets.h"
 #include "owner/ownersession.h"
-#include "scriptedownerauthenticator.h"
 #include "trade/tradescreen.h"
 #include "vault/vaultbalance.h"
 
@@ -63,9 +61,8 @@ int journey(AppHarness &app)
 
 int main(int argc, char *argv[])
 {
-    prepareProcess();
+    KelvraWindow::prepareProcess();
     QGuiApplication application(argc, argv);
-    prepareApplication();
     if (argc != 2) {
         std::fprintf(stderr, "usage: kelvra-journey ORIGIN\n");
         return 2;

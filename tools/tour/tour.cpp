@@ -8,8 +8,7 @@
 // would, so that the tour reaches the signed-in account. With --scheme it stands in for the
 // desktop portal, preferring that colour scheme; run it on a bus of its own (dbus-run-session).
 
-#include "app/appsetup.h"
-#include "app/workspace.h"
+#include "app/kelvrawindow.h"
 #include "localservice.h"
 #include "model/theme.h"
 #include "owner/ownersession.h"
@@ -21,9 +20,7 @@
 #include <QCoroTimer>
 #include <QDir>
 #include <QGuiApplication>
-#include <QQmlApplicationEngine>
 #include <QQuickItem>
-#include <QQuickStyle>
 #include <QQuickWindow>
 #include <QTimer>
 
@@ -49,7 +46,7 @@ QQuickItem *find(QQuickItem *item, const QString &name)
 class Tour
 {
 public:
-    Tour(QQuickWindow *window, Workspace *workspace, ApprovingBrowser *browser, QDir out, Theme *theme,
+    Tour(QQuickWindow *window, Workspace *workspace, StandInBrowser *browser, QDir out, Theme *theme,
          std::optional<bool> dark)
         : m_window(window)
         , m_workspace(workspace)
@@ -73,7 +70,7 @@ public:
         co_await settle(400ms);
         shoot("home");
 
-        m_workspace->setSelectedTab(Workspace::MarketsTab);
+        m_workspace->showTab(Workspace::MarketsTab);
         if (QQuickItem *search = item("search"))
             search->setProperty("text", QStringLiteral("eth"));
         co_await settle(400ms);
@@ -81,7 +78,7 @@ public:
         if (QQuickItem *search = item("search"))
             search->setProperty("text", QString());
 
-        m_workspace->setSelectedTab(Workspace::Trade);
+        m_workspace->showTab(Workspace::Trade);
         m_workspace->trade()->calculate();
         co_await settle(400ms);
         shoot("trade-lab");
@@ -147,7 +144,7 @@ private:
 
     QQuickWindow *m_window;
     Workspace *m_workspace;
-    ApprovingBrowser *m_browser;
+    StandInBrowser *m_browser;
     QDir m_out;
     Theme *m_theme;
     std::optional<bool> m_dark;
@@ -158,11 +155,8 @@ private:
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication::setAttribute(Qt::AA_DisableShaderDiskCache);
-    qputenv("QML_DISABLE_DISK_CACHE", "1");
+    KelvraWindow::prepareProcess();
     QGuiApplication app(argc, argv);
-    QQuickStyle::setStyle(QStringLiteral("Material"));
-    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 
     QCommandLineParser parser;
     parser.addHelpOption();
@@ -207,22 +201,18 @@ int main(int argc, char *argv[])
         }
     }
 
-    PassingAuthenticator authenticator;
-    ApprovingBrowser browser;
-    Workspace workspace(origin, Workspace::Platform{&authenticator, &browser});
-
-    QQmlApplicationEngine engine;
-    prepareEngine(engine);
-    engine.setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&workspace)}});
-    engine.load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
-    if (engine.rootObjects().isEmpty())
+    StandInOwner owner;
+    owner.setPassing(true);
+    StandInBrowser browser;
+    KelvraWindow kelvra(origin, Workspace::Platform{&owner, &browser});
+    if (!kelvra.load())
         return 1;
-    auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
+    QQuickWindow *window = kelvra.window();
     window->resize(parser.value(QStringLiteral("width")).toInt(),
                    parser.value(QStringLiteral("height")).toInt());
 
-    auto *theme = engine.singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
-    Tour tour(window, &workspace, &browser, out, theme, dark);
+    auto *theme = kelvra.engine().singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
+    Tour tour(window, &kelvra.workspace(), &browser, out, theme, dark);
     int status = 1;
     QCoro::connect(tour.run(), &app, [&status](int result) {
         status = result;

@@ -9,35 +9,62 @@
 #include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
+#include <QStringList>
 #include <QUrl>
 
 #include <QCoroTask>
 
 #include <memory>
 
-// Stand-ins for the person at the keyboard, for programs that drive the app without one: the
-// tour, the benchmarks.
+// Stand-ins for the person at the keyboard and the desktop, for programs that drive the app
+// without them: the tests, the tour, the benchmarks.
 
-// Takes the person at the keyboard to be the owner.
-class PassingAuthenticator : public OwnerAuthenticator
+// Owner authentication as a program scripts it: whether the device can authenticate, and what
+// each evaluation answers, later on the GUI thread. An evaluation with no answer queued passes
+// when the stand-in is passing and is otherwise never answered. It records the reasons asked.
+class StandInOwner : public OwnerAuthenticator
 {
+    Q_OBJECT
+
 public:
+    using OwnerAuthenticator::OwnerAuthenticator;
+
+    void setAvailable(bool available) { m_available = available; }
+    // Takes whoever is at the keyboard to be the owner.
+    void setPassing(bool passing) { m_passing = passing; }
+    void queue(bool authenticated) { m_outcomes.append(authenticated); }
+    const QStringList &reasons() const { return m_reasons; }
+
     std::unique_ptr<OwnerAuthContext> context() override;
+
+private:
+    friend class StandInOwnerContext;
+    bool m_available = true;
+    bool m_passing = false;
+    QList<bool> m_outcomes;
+    QStringList m_reasons;
 };
 
 // Keeps what the app opens and approves a sign-in on its portal page, as the owner would in a
-// browser.
-class ApprovingBrowser : public UrlOpener
+// browser: opens the page for the token its form carries, then posts the form with
+// `decision=approve`. It opens nothing else.
+class StandInBrowser : public UrlOpener
 {
 public:
-    void open(const QUrl &url) override { pending.append(url); }
+    void open(const QUrl &url) override;
 
-    // Opens the last page opened and posts its form with `decision=approve` and the form's token.
+    // Approves the last page opened; false when there is none or the portal refused.
     QCoro::Task<bool> approve();
 
-    QList<QUrl> pending;
+    // Everything the app asked to open, in order.
+    QList<QUrl> opened;
+    // Approves each portal page at once as it opens, and counts the approvals taken.
+    bool approving = false;
+    int approved = 0;
 
 private:
+    QCoro::Task<bool> approvePage(QUrl portal);
+
     QNetworkAccessManager m_client;
 };
 

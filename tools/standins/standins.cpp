@@ -1,38 +1,65 @@
 #include "standins.h"
 
+#include <QMetaObject>
 #include <QNetworkReply>
+#include <QPointer>
 #include <QRegularExpression>
-#include <QTimer>
 
 #include <QCoroNetworkReply>
 
-namespace {
-
-class PassingContext : public OwnerAuthContext
+class StandInOwnerContext : public OwnerAuthContext
 {
 public:
+    explicit StandInOwnerContext(StandInOwner *owner)
+        : m_owner(owner)
+    {}
+
     void canEvaluate(std::function<void(bool)> reply) override
     {
-        QTimer::singleShot(0, this, [reply] { reply(true); });
+        QMetaObject::invokeMethod(
+            this, [reply = std::move(reply), able = m_owner && m_owner->m_available] { reply(able); },
+            Qt::QueuedConnection);
     }
-    void evaluate(const QString &, std::function<void(bool)> reply) override
+
+    void evaluate(const QString &reason, std::function<void(bool)> reply) override
     {
-        QTimer::singleShot(0, this, [reply] { reply(true); });
+        if (!m_owner)
+            return;
+        m_owner->m_reasons.append(reason);
+        if (m_owner->m_outcomes.isEmpty() && !m_owner->m_passing)
+            return;
+        const bool ok = m_owner->m_outcomes.isEmpty() || m_owner->m_outcomes.takeFirst();
+        QMetaObject::invokeMethod(
+            m_owner, [reply = std::move(reply), ok] { reply(ok); }, Qt::QueuedConnection);
     }
+
+private:
+    QPointer<StandInOwner> m_owner;
 };
 
-} // namespace
-
-std::unique_ptr<OwnerAuthContext> PassingAuthenticator::context()
+std::unique_ptr<OwnerAuthContext> StandInOwner::context()
 {
-    return std::make_unique<PassingContext>();
+    return std::make_unique<StandInOwnerContext>(this);
 }
 
-QCoro::Task<bool> ApprovingBrowser::approve()
+void StandInBrowser::open(const QUrl &url)
 {
-    if (pending.isEmpty())
+    opened.append(url);
+    if (!approving || !url.path().startsWith(u"/portal/"))
+        return;
+    QCoro::connect(approvePage(url), &m_client, [this](bool ok) { approved += ok; });
+}
+
+QCoro::Task<bool> StandInBrowser::approve()
+{
+    if (opened.isEmpty())
         co_return false;
-    const QUrl portal = pending.takeLast();
+    const bool ok = co_await approvePage(opened.last());
+    co_return ok;
+}
+
+QCoro::Task<bool> StandInBrowser::approvePage(QUrl portal)
+{
     // The page first, for the token its form carries; then the form, posted from the page.
     std::unique_ptr<QNetworkReply> page(co_await m_client.get(QNetworkRequest(portal)));
     static const QRegularExpression hidden(R"re(<input type="hidden" name="token" value="([^"]+)">)re");
@@ -42,8 +69,7 @@ QCoro::Task<bool> ApprovingBrowser::approve()
     request.setRawHeader("Origin", portal.adjusted(QUrl::RemovePath).toString().toLatin1());
     std::unique_ptr<QNetworkReply> reply(
         co_await m_client.post(request, "decision=approve&token=" + token.toLatin1()));
-    co_return reply->error() == QNetworkReply::NoError
-        || reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400;
+    co_return reply->error() == QNetworkReply::NoError;
 }
 
 namespace {

@@ -1,0 +1,37 @@
+#include "app/kelvrawindow.h"
+
+#include "app/appsetup.h"
+
+#include <QCoreApplication>
+#include <QQuickWindow>
+
+void KelvraWindow::prepareProcess()
+{
+    ::prepareProcess();
+}
+
+KelvraWindow::KelvraWindow(const QString &origin, Workspace::Platform platform)
+    : m_workspace(origin, platform)
+{
+    // The style is chosen before the engine makes anything of Qt Quick Controls.
+    prepareApplication();
+    m_engine = std::make_unique<QQmlApplicationEngine>();
+    prepareEngine(*m_engine);
+    m_engine->setInitialProperties({{QStringLiteral("workspace"), QVariant::fromValue(&m_workspace)}});
+    QObject::connect(
+        m_engine.get(), &QQmlApplicationEngine::objectCreationFailed, QCoreApplication::instance(),
+        [] { QCoreApplication::exit(1); }, Qt::QueuedConnection);
+}
+
+KelvraWindow::~KelvraWindow() = default;
+
+QQuickWindow *KelvraWindow::window() const
+{
+    return qobject_cast<QQuickWindow *>(m_engine->rootObjects().value(0));
+}
+
+bool KelvraWindow::load()
+{
+    m_engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
+    return window() != nullptr;
+}
