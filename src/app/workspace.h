@@ -7,6 +7,7 @@
 #include <QUrl>
 #include <QtQml/qqmlregistration.h>
 
+#include <QCoroQmlTask>
 #include <QCoroTask>
 
 #include <chrono>
@@ -44,6 +45,8 @@ class Workspace : public QObject
     Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
     Q_PROPERTY(QString message READ message WRITE setMessage NOTIFY messageChanged)
     Q_PROPERTY(OwnerPrompt *prompt READ prompt NOTIFY promptChanged)
+    // What the selected tab shows is being reloaded, by whomever it was asked.
+    Q_PROPERTY(bool reloading READ reloading NOTIFY reloadingChanged)
 
 public:
     enum Tab { Home = 0, MarketsTab = 1, Trade = 2, Account = 3 };
@@ -76,6 +79,8 @@ public:
     const QString &message() const { return m_message; }
     void setMessage(const QString &message);
     OwnerPrompt *prompt() const { return m_prompt; }
+    bool reloading() const { return reloading(m_selectedTab); }
+    bool reloading(int tab) const;
 
     // The root view has appeared: loads the market snapshot and then the vault, and starts the
     // periodic session check.
@@ -92,9 +97,13 @@ public:
     // Keyboard commands of the tab view; before the user has entered they do nothing.
     // Shows the tab with this tag; false when it was not shown.
     Q_INVOKABLE bool showTab(int tab);
-    // Reloads what the current tab shows: the market snapshot on Home, Markets and Trade, the
-    // session check on Account.
+    // Reloads what the current tab shows (F5).
     Q_INVOKABLE void refresh();
+    // Reloads what a tab shows: on Home the market snapshot and then the vault, on Markets and
+    // Trade the market snapshot, on Account the session check and the vault at once.
+    QCoro::Task<> reload(int tab);
+    // reload() for the views; the task settles when that call returns.
+    Q_INVOKABLE QCoro::QmlTask reloadTask(int tab);
 
     // The start-up loads, in order and never together; awaitable for tests.
     QCoro::Task<> startUp();
@@ -104,6 +113,7 @@ signals:
     void selectedTabChanged();
     void messageChanged();
     void promptChanged();
+    void reloadingChanged();
 
 private:
     void applicationStateChanged(Qt::ApplicationState state);
