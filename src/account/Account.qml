@@ -6,7 +6,8 @@ import Kelvra.Controls
 import Kelvra.Core
 
 // The Account tab: the owner session, the wallet and payment history while connected, the
-// shared test vault and the project links.
+// shared test vault and the project links. Pull down, press F5 or "Refresh" to check the session
+// and reload the vault.
 Page {
     id: root
     title: "Account"
@@ -32,6 +33,10 @@ Page {
     ReadingOrder {
         view: scroll
     }
+    PullToRefresh {
+        flickable: scroll
+        action: function () { return root.workspace.reloadTask(Workspace.Account) }
+    }
     // One list as long as the history: only the entries in view are made, so that the longest
     // history the service may send is on screen as soon as a short one. The sections before the
     // entries are its header, the ones after them its footer.
@@ -41,6 +46,7 @@ Page {
         anchors.fill: parent
         topMargin: 16
         bottomMargin: 16
+        boundsBehavior: Flickable.DragOverBounds
         ScrollIndicator.vertical: ScrollIndicator {
             Accessible.ignored: true
         }
@@ -62,10 +68,17 @@ Page {
             width: scroll.column
             spacing: 22
 
-            Heading {
+            RowLayout {
                 Layout.fillWidth: true
-                text: "Account"
-                font.pixelSize: Style.largeTitle
+                Heading {
+                    Layout.fillWidth: true
+                    text: "Account"
+                    font.pixelSize: Style.largeTitle
+                }
+                RefreshButton {
+                    busy: root.workspace.reloading
+                    reload: function () { return root.workspace.reloadTask(Workspace.Account) }
+                }
             }
 
             Section {
@@ -114,16 +127,19 @@ Page {
                 }
                 AccentButton {
                     objectName: "signIn"
+                    busy: root.session.starting
                     text: "Sign in & connect app"
                     onClicked: root.workspace.unlock()
                 }
                 AccentButton {
                     objectName: "checkConnection"
+                    busy: root.session.checking
                     text: "Check connection / refresh account"
                     onClicked: root.session.checkTask()
                 }
                 AccentButton {
                     objectName: "signOut"
+                    busy: root.session.signingOut
                     visible: root.session.connected
                     text: "Sign out"
                     destructive: true
@@ -183,7 +199,21 @@ Page {
                 }
                 CardEdge {
                     Layout.fillWidth: true
-                    implicitHeight: 12
+                    implicitHeight: none.visible ? none.implicitHeight + 20 : 12
+
+                    Label {
+                        id: none
+                        objectName: "noPayments"
+                        x: 16
+                        y: 10
+                        width: parent.width - 32
+                        visible: history.count === 0
+                        text: "No payments yet."
+                        textFormat: Text.PlainText
+                        font.pixelSize: Style.body
+                        color: Style.secondary
+                        wrapMode: Text.Wrap
+                    }
                 }
             }
             // Without the history the footer's sections keep their distance from the header's.
@@ -197,6 +227,7 @@ Page {
             width: scroll.column
             below: index < scroll.count - 1 ? 10 : 0
             onExplore: url => root.workspace.openURL(url)
+            verifying: root.session.verifying
             onVerify: id => root.session.verifyTask(id)
         }
 

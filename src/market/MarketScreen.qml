@@ -5,7 +5,7 @@ import Kelvra.Controls
 import Kelvra.Core
 
 // The Markets tab: the searchable quote list, the store's status line and the disclaimer;
-// pull down to reload the snapshot.
+// pull down, press F5 or "Refresh" to reload the snapshot.
 Page {
     id: root
     required property Markets market
@@ -33,9 +33,17 @@ Page {
             anchors.horizontalCenter: parent.horizontalCenter
             width: Math.min(parent.width, Style.columnWidth)
             spacing: 10
-            Heading {
-                text: "Markets"
-                font.pixelSize: Style.largeTitle
+            RowLayout {
+                Layout.fillWidth: true
+                Heading {
+                    Layout.fillWidth: true
+                    text: "Markets"
+                    font.pixelSize: Style.largeTitle
+                }
+                RefreshButton {
+                    busy: root.market.loading
+                    reload: function () { return root.market.loadTask() }
+                }
             }
             TextField {
                 id: search
@@ -73,16 +81,36 @@ Page {
         footer: ColumnLayout {
             width: ListView.view.width
             spacing: 6
+            Label {
+                objectName: "noMatch"
+                Layout.fillWidth: true
+                visible: text.length > 0
+                text: quotes.emptyText
+                textFormat: Text.PlainText
+                font.pixelSize: Style.body
+                color: Style.secondary
+                horizontalAlignment: Text.AlignHCenter
+                wrapMode: Text.Wrap
+                topPadding: 16
+                bottomPadding: 16
+            }
             Item {
                 implicitHeight: 6
             }
-            Label {
-                objectName: "marketStatus"
+            RowLayout {
                 Layout.fillWidth: true
-                text: root.market.status
-                textFormat: Text.PlainText
-                font.pixelSize: Style.caption
-                wrapMode: Text.Wrap
+                Label {
+                    objectName: "marketStatus"
+                    Layout.fillWidth: true
+                    text: root.market.status
+                    textFormat: Text.PlainText
+                    font.pixelSize: Style.caption
+                    wrapMode: Text.Wrap
+                }
+                Working {
+                    objectName: "marketWorking"
+                    shown: root.market.loading
+                }
             }
             Label {
                 Layout.fillWidth: true
