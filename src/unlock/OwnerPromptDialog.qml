@@ -18,36 +18,60 @@ Dialog {
         field.clear()
     }
 
+    // The tallest it has been since it opened: it never shrinks while open, so that nothing
+    // below it shows through as its content changes or as it goes.
+    property real tallest: 0
+
     parent: Overlay.overlay
     anchors.centerIn: parent
     width: Math.min(parent ? parent.width - 48 : 360, 360)
+    height: Math.max(implicitHeight, tallest)
     modal: true
     closePolicy: Popup.NoAutoClose
     visible: prompt !== null && prompt.open
+    // A screen reader names the dialog by its title and reads whose password it asks for.
+    title: prompt ? prompt.reason : ""
+    onAboutToShow: tallest = implicitHeight
+    onImplicitHeightChanged: if (visible) tallest = Math.max(tallest, implicitHeight)
     onOpened: field.forceActiveFocus()
     onVisibleChanged: if (!visible) field.clear()
+    // It goes at once: the alert that may follow it finds nothing of it still on screen.
+    exit: Transition {}
+    Component.onCompleted: contentItem.parent.Accessible.description = Qt.binding(function () {
+        return dialog.prompt ? dialog.prompt.whose : ""
+    })
+
+    header: Label {
+        objectName: "reason"
+        text: dialog.title
+        textFormat: Text.PlainText
+        wrapMode: Text.Wrap
+        font.pixelSize: 20
+        font.weight: Font.Medium
+        padding: 24
+        bottomPadding: 0
+    }
 
     ColumnLayout {
         anchors.fill: parent
         spacing: 12
 
         Label {
-            objectName: "reason"
+            objectName: "whose"
             Layout.fillWidth: true
-            text: dialog.prompt ? dialog.prompt.reason : ""
+            text: dialog.prompt ? dialog.prompt.whose : ""
             textFormat: Text.PlainText
             wrapMode: Text.Wrap
-            font.pixelSize: 20
-            font.weight: Font.Medium
         }
 
+        // The field is named by the question; read once, there.
         Label {
             objectName: "message"
             Layout.fillWidth: true
             text: dialog.prompt ? dialog.prompt.message : ""
             textFormat: Text.PlainText
-            visible: text.length > 0
             wrapMode: Text.Wrap
+            Accessible.ignored: true
         }
 
         TextField {
@@ -61,7 +85,7 @@ Dialog {
             echoMode: hidden ? TextInput.Password : TextInput.Normal
             inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
                               | (hidden ? Qt.ImhHiddenText : 0)
-            Accessible.name: dialog.prompt ? dialog.prompt.message : ""
+            Accessible.name: dialog.prompt ? dialog.prompt.fieldName : ""
             onAccepted: dialog.submit()
             onEnabledChanged: if (enabled && dialog.opened) forceActiveFocus()
             // Undo and redo replay what was typed and deleted; a secret keeps no history.
@@ -90,7 +114,10 @@ Dialog {
             objectName: "busy"
             Layout.alignment: Qt.AlignHCenter
             running: dialog.prompt !== null && dialog.prompt.busy
-            visible: running
+            // Its place is kept while it is not needed.
+            opacity: running ? 1 : 0
+            Accessible.ignored: !running
+            Accessible.name: "Checking"
         }
     }
 

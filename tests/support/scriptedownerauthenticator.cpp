@@ -24,8 +24,18 @@ public:
         m_owner->m_reasons.append(reason);
         if (m_owner->m_outcomes.isEmpty())
             return;
+        const auto outcome = m_owner->m_outcomes.takeFirst();
+        if (outcome == ScriptedOwnerAuthenticator::Ask) {
+            auto *prompt = new OwnerPrompt(
+                reason, m_owner->m_user, [reply](SecretBuffer) { reply(true); }, [reply] { reply(false); },
+                this);
+            prompt->ask(QStringLiteral("Password: "), true);
+            emit m_owner->promptOpened(prompt);
+            return;
+        }
         QMetaObject::invokeMethod(
-            m_owner, [reply = std::move(reply), ok = m_owner->m_outcomes.takeFirst()] { reply(ok); },
+            m_owner,
+            [reply = std::move(reply), ok = outcome == ScriptedOwnerAuthenticator::Pass] { reply(ok); },
             Qt::QueuedConnection);
     }
 

@@ -58,7 +58,7 @@ private slots:
         QList<QByteArray> answers;
         int cancels = 0;
         auto prompt = std::make_unique<OwnerPrompt>(
-            "Open your Kelvra owner portal",
+            "Open your Kelvra owner portal", "ada",
             [&](SecretBuffer typed) { answers << QByteArray(typed.data(), qsizetype(typed.size())); },
             [&] { ++cancels; });
         QQmlComponent component(&m_engine);
