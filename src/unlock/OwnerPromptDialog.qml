@@ -18,28 +18,25 @@ Dialog {
         field.clear()
     }
 
-    // The tallest it has been since it opened: it never shrinks while open, so that nothing
-    // below it shows through as its content changes or as it goes.
-    property real tallest: 0
-
     parent: Overlay.overlay
     anchors.centerIn: parent
     width: Math.min(parent ? parent.width - 48 : 360, 360)
-    height: Math.max(implicitHeight, tallest)
     modal: true
     closePolicy: Popup.NoAutoClose
     visible: prompt !== null && prompt.open
     // A screen reader names the dialog by its title and reads whose password it asks for.
     title: prompt ? prompt.reason : ""
-    onAboutToShow: tallest = implicitHeight
-    onImplicitHeightChanged: if (visible) tallest = Math.max(tallest, implicitHeight)
     onOpened: field.forceActiveFocus()
     onVisibleChanged: if (!visible) field.clear()
-    // It goes at once: the alert that may follow it finds nothing of it still on screen.
-    exit: Transition {}
-    Component.onCompleted: contentItem.parent.Accessible.description = Qt.binding(function () {
-        return dialog.prompt ? dialog.prompt.whose : ""
-    })
+    // Set on the item a screen reader sees; Qt 6.4 names a popup by its title only once an
+    // accessibility bridge is up.
+    Component.onCompleted: {
+        const item = contentItem.parent
+        item.Accessible.name = Qt.binding(function () { return dialog.title })
+        item.Accessible.description = Qt.binding(function () {
+            return dialog.prompt ? dialog.prompt.whose : ""
+        })
+    }
 
     header: Label {
         objectName: "reason"
@@ -96,18 +93,16 @@ Dialog {
             Keys.onEscapePressed: if (dialog.prompt) dialog.prompt.cancel()
         }
 
-        Repeater {
-            model: dialog.prompt ? dialog.prompt.info : []
-
-            Label {
-                required property string modelData
-
-                Layout.fillWidth: true
-                text: modelData
-                textFormat: Text.PlainText
-                wrapMode: Text.Wrap
-                font.italic: true
-            }
+        // Every row keeps its place while the dialog is open, so that it does not change size
+        // as the stack works, answers or ends; only the stack's hints add lines.
+        Label {
+            objectName: "info"
+            Layout.fillWidth: true
+            text: dialog.prompt ? dialog.prompt.info.join("\n") : ""
+            textFormat: Text.PlainText
+            wrapMode: Text.Wrap
+            font.italic: true
+            visible: text.length > 0
         }
 
         BusyIndicator {
