@@ -6,7 +6,8 @@ import Kelvra.Controls
 import Kelvra.Core
 
 // The Account tab: the owner session, the wallet and payment history while connected, the
-// shared test vault and the project links.
+// shared test vault and the project links. Pull down, press F5 or "Refresh" to check the session
+// and reload the vault.
 Page {
     id: root
     title: "Account"
@@ -32,6 +33,11 @@ Page {
     ReadingOrder {
         view: scroll
     }
+    PullToRefresh {
+        flickable: scroll
+        refreshing: root.workspace.reloading
+        onPulled: root.workspace.reloadTask(Workspace.Account)
+    }
     // One list as long as the history: only the entries in view are made, so that the longest
     // history the service may send is on screen as soon as a short one. The sections before the
     // entries are its header, the ones after them its footer.
@@ -43,6 +49,7 @@ Page {
         anchors.fill: parent
         topMargin: 16
         bottomMargin: 16
+        boundsBehavior: Flickable.DragOverBounds
         ScrollIndicator.vertical: ScrollIndicator {
             Accessible.ignored: true
         }
@@ -60,10 +67,17 @@ Page {
             width: head.list.column
             spacing: 22
 
-            Heading {
+            RowLayout {
                 Layout.fillWidth: true
-                text: "Account"
-                font.pixelSize: Style.largeTitle
+                Heading {
+                    Layout.fillWidth: true
+                    text: "Account"
+                    font.pixelSize: Style.largeTitle
+                }
+                RefreshButton {
+                    busy: head.list.workspace.reloading
+                    onClicked: head.list.workspace.reloadTask(Workspace.Account)
+                }
             }
 
             Section {
@@ -107,16 +121,19 @@ Page {
                 }
                 AccentButton {
                     objectName: "signIn"
+                    busy: head.list.session.starting
                     text: "Sign in & connect app"
                     onClicked: head.list.workspace.unlock()
                 }
                 AccentButton {
                     objectName: "checkConnection"
+                    busy: head.list.session.checking
                     text: "Check connection / refresh account"
                     onClicked: head.list.session.checkTask()
                 }
                 AccentButton {
                     objectName: "signOut"
+                    busy: head.list.session.signingOut
                     visible: head.list.session.connected
                     text: "Sign out"
                     destructive: true
@@ -166,7 +183,21 @@ Page {
                 }
                 CardEdge {
                     Layout.fillWidth: true
-                    implicitHeight: 12
+                    implicitHeight: none.visible ? none.implicitHeight + 20 : 12
+
+                    Label {
+                        id: none
+                        objectName: "noPayments"
+                        x: 16
+                        y: 10
+                        width: parent.width - 32
+                        visible: head.list.count === 0
+                        text: "No payments yet."
+                        textFormat: Text.PlainText
+                        font.pixelSize: Style.body
+                        color: Style.secondary
+                        wrapMode: Text.Wrap
+                    }
                 }
             }
             // Without the history the footer's sections keep their distance from the header's.
@@ -182,6 +213,7 @@ Page {
             width: entry.list.column
             below: index < entry.list.count - 1 ? 10 : 0
             onExplore: url => entry.list.workspace.openURL(url)
+            verifying: entry.list.session.verifying
             onVerify: id => entry.list.session.verifyTask(id)
         }
 

@@ -17,6 +17,8 @@ Rectangle {
     required property string reason
     signal explore(url url)
     signal verify(string id)
+    // A receipt is being verified; its button waits.
+    property bool verifying: false
     // White space below the entry, before the next one.
     property real below: 10
 
@@ -68,6 +70,7 @@ Rectangle {
             width: parent.width
             visible: root.hasHash
             text: "Verify original intent"
+            busy: root.verifying
             onClicked: root.verify(root.paymentId)
         }
         Footnote {

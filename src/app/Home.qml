@@ -6,7 +6,7 @@ import Kelvra.Controls
 import Kelvra.Core
 
 // The Home tab: the vault card with its shortcuts, the market watch and the competition link.
-// Pull down to reload the market snapshot (the vault is not reloaded here).
+// Pull down, press F5 or "Refresh" to reload the market snapshot and then the vault.
 Page {
     id: root
     required property Workspace workspace
@@ -39,10 +39,18 @@ Page {
             spacing: 24
 
             Logo {}
-            Heading {
-                text: "Overview"
-                font.pixelSize: Style.largeTitle
-                color: Style.navyText
+            RowLayout {
+                Layout.fillWidth: true
+                Heading {
+                    Layout.fillWidth: true
+                    text: "Overview"
+                    font.pixelSize: Style.largeTitle
+                    color: Style.navyText
+                }
+                RefreshButton {
+                    busy: root.workspace.reloading
+                    onClicked: root.workspace.reloadTask(Workspace.Home)
+                }
             }
 
             Rectangle {
@@ -59,19 +67,36 @@ Page {
                     anchors.margins: 24
                     spacing: 16
 
-                    Label {
-                        text: "ON-CHAIN TEST VAULT"
-                        textFormat: Text.PlainText
-                        font.pixelSize: Style.caption
-                        font.bold: true
-                        color: Style.textOnNavy
+                    RowLayout {
+                        Layout.fillWidth: true
+                        Label {
+                            Layout.fillWidth: true
+                            text: "ON-CHAIN TEST VAULT"
+                            textFormat: Text.PlainText
+                            font.pixelSize: Style.caption
+                            font.bold: true
+                            color: Style.textOnNavy
+                        }
+                        Working {
+                            objectName: "vaultWorking"
+                            Layout.preferredHeight: 16
+                            Layout.preferredWidth: 16
+                            padding: 0
+                            Material.accent: Style.textOnNavy
+                            shown: root.workspace.balance.loading
+                        }
                     }
+                    // The figure keeps its size while it fits; in a narrow window it shrinks
+                    // rather than run out of the card.
                     Label {
                         objectName: "vaultFigure"
+                        Layout.fillWidth: true
                         text: root.workspace.balance.balance
                         textFormat: Text.PlainText
                         font.pixelSize: 40
                         font.bold: true
+                        fontSizeMode: Text.HorizontalFit
+                        minimumPixelSize: 16
                         color: Style.textOnNavy
                     }
                     Label {
@@ -83,7 +108,8 @@ Page {
                         color: Style.textOnNavy
                         wrapMode: Text.Wrap
                     }
-                    RowLayout {
+                    Flow {
+                        Layout.fillWidth: true
                         spacing: 8
                         PushButton {
                             objectName: "accountDetails"
@@ -122,14 +148,21 @@ Page {
                     Layout.fillWidth: true
                 }
             }
-            Label {
-                objectName: "homeMarketStatus"
+            RowLayout {
                 Layout.fillWidth: true
-                text: root.workspace.market.status
-                textFormat: Text.PlainText
-                font.pixelSize: Style.caption
-                color: Style.secondary
-                wrapMode: Text.Wrap
+                Label {
+                    objectName: "homeMarketStatus"
+                    Layout.fillWidth: true
+                    text: root.workspace.market.status
+                    textFormat: Text.PlainText
+                    font.pixelSize: Style.caption
+                    color: Style.secondary
+                    wrapMode: Text.Wrap
+                }
+                Working {
+                    objectName: "marketWorking"
+                    shown: root.workspace.market.loading
+                }
             }
             Link {
                 objectName: "competitionLink"
@@ -147,7 +180,7 @@ Page {
     }
     PullToRefresh {
         flickable: scroll
-        refreshing: root.workspace.market.loading
-        onPulled: root.workspace.market.loadTask()
+        refreshing: root.workspace.reloading
+        onPulled: root.workspace.reloadTask(Workspace.Home)
     }
 }

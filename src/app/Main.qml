@@ -12,7 +12,9 @@ ApplicationWindow {
 
     width: 390
     height: 844
-    minimumWidth: 320
+    // The narrowest window in which every screen fits: the trade lab's rows of a label and a
+    // number field hold it above 320.
+    minimumWidth: 330
     minimumHeight: 480
     visible: true
     title: "Kelvra"

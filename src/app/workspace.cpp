@@ -32,6 +32,10 @@ Workspace::Workspace(const QString &origin, Platform platform, QObject *parent)
     , m_gate(platform.authenticator, &m_session, this)
     , m_state(QGuiApplication::applicationState())
 {
+    connect(this, &Workspace::selectedTabChanged, this, &Workspace::reloadingChanged);
+    connect(&m_market, &Markets::loadingChanged, this, &Workspace::reloadingChanged);
+    connect(&m_balance, &VaultBalance::loadingChanged, this, &Workspace::reloadingChanged);
+    connect(&m_session, &OwnerSession::checkingChanged, this, &Workspace::reloadingChanged);
     m_checkTimer.setInterval(m_platform.checkPeriod);
     connect(&m_checkTimer, &QTimer::timeout, this, &Workspace::runCheck);
     // qGuiApp is a plain cast: under a QCoreApplication it would name an object that is not one.
@@ -75,12 +79,40 @@ bool Workspace::showTab(int tab)
 
 void Workspace::refresh()
 {
-    if (!m_entered)
-        return;
-    if (m_selectedTab == Account)
-        m_session.check();
-    else
-        m_market.load();
+    if (m_entered)
+        reload(m_selectedTab);
+}
+
+QCoro::Task<> Workspace::reload(int tab)
+{
+    if (tab == Account) {
+        // Neither waits for the other: the vault does not depend on the session.
+        QCoro::Task<> checked = m_session.check();
+        QCoro::Task<> loaded = m_balance.load();
+        co_await std::move(checked);
+        co_await std::move(loaded);
+    } else if (tab == Home) {
+        co_await startUp();
+    } else {
+        co_await m_market.load();
+    }
+}
+
+QCoro::QmlTask Workspace::reloadTask(int tab)
+{
+    return reload(tab);
+}
+
+bool Workspace::reloading(int tab) const
+{
+    switch (tab) {
+    case Home:
+        return m_market.loading() || m_balance.loading();
+    case Account:
+        return m_session.checking() || m_balance.loading();
+    default:
+        return m_market.loading();
+    }
 }
 
 void Workspace::appeared()

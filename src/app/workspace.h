@@ -13,6 +13,7 @@
 #include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 
+#include <QCoroQmlTask>
 #include <QCoroTask>
 
 #include <chrono>
@@ -41,6 +42,8 @@ class Workspace : public QObject
     // The tabs in the order of their tags: maps with "title" and "icon" (a name under icons/).
     Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
     Q_PROPERTY(QString message READ message WRITE setMessage NOTIFY messageChanged)
+    // What the selected tab shows is being reloaded, by whomever it was asked.
+    Q_PROPERTY(bool reloading READ reloading NOTIFY reloadingChanged)
 
 public:
     enum Tab { Home = 0, MarketsTab = 1, Trade = 2, Account = 3 };
@@ -72,6 +75,8 @@ public:
     static QVariantList tabs();
     const QString &message() const { return m_message; }
     void setMessage(const QString &message);
+    bool reloading() const { return reloading(m_selectedTab); }
+    bool reloading(int tab) const;
 
     // The root view has appeared: loads the market snapshot and then the vault, and starts the
     // periodic session check.
@@ -88,9 +93,13 @@ public:
     // The one way to another tab: shows the tab with this tag; false when it was not shown (not
     // a tab, or the user has not entered yet).
     Q_INVOKABLE bool showTab(int tab);
-    // Reloads what the current tab shows: the market snapshot on Home, Markets and Trade, the
-    // session check on Account.
+    // Reloads what the current tab shows (F5).
     Q_INVOKABLE void refresh();
+    // Reloads what a tab shows: on Home the market snapshot and then the vault, on Markets and
+    // Trade the market snapshot, on Account the session check and the vault at once.
+    QCoro::Task<> reload(int tab);
+    // reload() for the views; the task settles when that call returns.
+    Q_INVOKABLE QCoro::QmlTask reloadTask(int tab);
 
     // The start-up loads, in order and never together; awaitable for tests.
     QCoro::Task<> startUp();
@@ -99,6 +108,7 @@ signals:
     void enteredChanged();
     void selectedTabChanged();
     void messageChanged();
+    void reloadingChanged();
 
 private:
     void applicationStateChanged(Qt::ApplicationState state);

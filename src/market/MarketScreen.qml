@@ -5,7 +5,7 @@ import Kelvra.Controls
 import Kelvra.Core
 
 // The Markets tab: the searchable quote list, the store's status line and the disclaimer;
-// pull down to reload the snapshot.
+// pull down, press F5 or "Refresh" to reload the snapshot.
 Page {
     id: root
     required property Markets market
@@ -33,9 +33,17 @@ Page {
             anchors.horizontalCenter: parent.horizontalCenter
             width: Math.min(parent.width, Style.columnWidth)
             spacing: 10
-            Heading {
-                text: "Markets"
-                font.pixelSize: Style.largeTitle
+            RowLayout {
+                Layout.fillWidth: true
+                Heading {
+                    Layout.fillWidth: true
+                    text: "Markets"
+                    font.pixelSize: Style.largeTitle
+                }
+                RefreshButton {
+                    busy: root.market.loading
+                    onClicked: root.market.loadTask()
+                }
             }
             TextField {
                 id: search
@@ -58,6 +66,8 @@ Page {
         id: list
         objectName: "quoteList"
         status: root.market.status
+        loading: root.market.loading
+        emptyText: quotes.emptyText
         anchors.top: parent.top
         anchors.bottom: parent.bottom
         anchors.horizontalCenter: parent.horizontalCenter
@@ -76,16 +86,36 @@ Page {
             readonly property QuoteListView list: ListView.view as QuoteListView
             width: ListView.view.width
             spacing: 6
+            Label {
+                objectName: "noMatch"
+                Layout.fillWidth: true
+                visible: text.length > 0
+                text: foot.list.emptyText
+                textFormat: Text.PlainText
+                font.pixelSize: Style.body
+                color: Style.secondary
+                horizontalAlignment: Text.AlignHCenter
+                wrapMode: Text.Wrap
+                topPadding: 16
+                bottomPadding: 16
+            }
             Item {
                 implicitHeight: 6
             }
-            Label {
-                objectName: "marketStatus"
+            RowLayout {
                 Layout.fillWidth: true
-                text: foot.list?.status ?? ""
-                textFormat: Text.PlainText
-                font.pixelSize: Style.caption
-                wrapMode: Text.Wrap
+                Label {
+                    objectName: "marketStatus"
+                    Layout.fillWidth: true
+                    text: foot.list.status
+                    textFormat: Text.PlainText
+                    font.pixelSize: Style.caption
+                    wrapMode: Text.Wrap
+                }
+                Working {
+                    objectName: "marketWorking"
+                    shown: foot.list.loading
+                }
             }
             Footnote {
                 text: "Source prices are reference snapshots, not executable swap quotes."

@@ -87,4 +87,10 @@ void QuoteList::rebuild()
     endResetModel();
     if (m_rows.size() != before)
         emit countChanged();
+    const bool unmatched = m_rows.isEmpty() && m_market && !m_market->quotes().isEmpty();
+    const QString empty = unmatched ? QStringLiteral("No asset matches this search.") : QString();
+    if (empty != m_emptyText) {
+        m_emptyText = empty;
+        emit emptyTextChanged();
+    }
 }

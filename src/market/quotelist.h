@@ -18,6 +18,9 @@ class QuoteList : public QAbstractListModel
     Q_PROPERTY(Markets *market READ market WRITE setMarket NOTIFY marketChanged REQUIRED)
     Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY queryChanged)
     Q_PROPERTY(int count READ count NOTIFY countChanged)
+    // What stands in for the rows when the search leaves none of the store's quotes; empty
+    // otherwise (with no quotes at all, the store's status says why).
+    Q_PROPERTY(QString emptyText READ emptyText NOTIFY emptyTextChanged)
 
 public:
     enum Role { IdRole = Qt::UserRole + 1, NameRole, SymbolRole, PriceRole, ChangeRole, RisingRole };
@@ -29,6 +32,7 @@ public:
     const QString &query() const { return m_query; }
     void setQuery(const QString &query);
     int count() const { return static_cast<int>(m_rows.size()); }
+    const QString &emptyText() const { return m_emptyText; }
 
     int rowCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -47,6 +51,7 @@ signals:
     void marketChanged();
     void queryChanged();
     void countChanged();
+    void emptyTextChanged();
 
 private:
     void rebuild();
@@ -54,4 +59,5 @@ private:
     QPointer<Markets> m_market;
     QString m_query;
     QList<Quote> m_rows;
+    QString m_emptyText;
 };

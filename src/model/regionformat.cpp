@@ -12,6 +12,14 @@ QString withoutSeconds(QString format)
     return format.remove(seconds);
 }
 
+// A time's AM or PM stays on the line of its figures when a status wraps.
+QString keptTogether(QString format)
+{
+    static const QRegularExpression before(QStringLiteral("\\s+(?=(AP|ap|A|a)\\b)"));
+    static const QRegularExpression after(QStringLiteral("(?<=\\bAP|\\bap|\\bA|\\ba)\\s+"));
+    return format.replace(before, QStringLiteral("\u00a0")).replace(after, QStringLiteral("\u00a0"));
+}
+
 // The region's short date form when it is all digits; ISO 8601 where it names the month or the
 // weekday, as the C locale's does ("1 May 2025"): a payment's date is read as figures everywhere.
 QString numericDateTime(const QLocale &locale)
@@ -23,7 +31,7 @@ QString numericDateTime(const QLocale &locale)
     QString format = locale.dateTimeFormat(QLocale::ShortFormat);
     if (unquoted.contains(named))
         format.replace(date, QStringLiteral("yyyy-MM-dd"));
-    return withoutSeconds(format);
+    return keptTogether(withoutSeconds(format));
 }
 
 } // namespace
@@ -31,7 +39,7 @@ QString numericDateTime(const QLocale &locale)
 QString shortTime(const QDateTime &instant, const QLocale &locale)
 {
     return locale.toString(instant.toLocalTime().time(),
-                           withoutSeconds(locale.timeFormat(QLocale::ShortFormat)));
+                           keptTogether(withoutSeconds(locale.timeFormat(QLocale::ShortFormat))));
 }
 
 QString usd(double amount, const QLocale &locale)

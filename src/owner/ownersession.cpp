@@ -123,7 +123,7 @@ QCoro::Task<RequestResult> OwnerSession::request(QString path, std::optional<Fie
     co_return result;
 }
 
-QCoro::Task<std::optional<QUrl>> OwnerSession::start()
+QCoro::Task<std::optional<QUrl>> OwnerSession::runStart()
 {
     auto verifier = makeVerifier(m_random);
     if (!verifier) {
@@ -162,7 +162,7 @@ QCoro::Task<std::optional<QUrl>> OwnerSession::start()
     co_return portal->url;
 }
 
-QCoro::Task<> OwnerSession::check()
+QCoro::Task<> OwnerSession::runCheck()
 {
     // A clear() while this run waits (sign-out, expiry, a 401 elsewhere) makes its token and
     // refreshed records stale; the guarded stores below then drop them.
@@ -264,7 +264,7 @@ void OwnerSession::failCheck()
     setStatus(checkFailedText);
 }
 
-QCoro::Task<> OwnerSession::verify(QString id)
+QCoro::Task<> OwnerSession::runVerify(QString id)
 {
     QPointer<OwnerSession> self(this);
     // The identifier goes in as given; one that could not arrive as given fails like any other
@@ -280,7 +280,7 @@ QCoro::Task<> OwnerSession::verify(QString id)
     setProof(readProof(*receipt));
 }
 
-QCoro::Task<> OwnerSession::logout()
+QCoro::Task<> OwnerSession::runLogout()
 {
     QPointer<OwnerSession> self(this);
     // Whatever the service answers, or if it cannot be reached, the session ends here.
@@ -288,6 +288,34 @@ QCoro::Task<> OwnerSession::logout()
     if (gone(self))
         co_return;
     clear();
+}
+
+template<typename T>
+QCoro::Task<T> OwnerSession::counted(Running &running, QCoro::Task<T> call, void (OwnerSession::*changed)())
+{
+    QPointer<OwnerSession> self(this);
+    return Running::around(
+        running, std::move(call), [this, changed] { (this->*changed)(); }, [self] { return gone(self); });
+}
+
+QCoro::Task<std::optional<QUrl>> OwnerSession::start()
+{
+    return counted(m_starts, runStart(), &OwnerSession::startingChanged);
+}
+
+QCoro::Task<> OwnerSession::check()
+{
+    return counted(m_checks, runCheck(), &OwnerSession::checkingChanged);
+}
+
+QCoro::Task<> OwnerSession::verify(QString id)
+{
+    return counted(m_verifies, runVerify(std::move(id)), &OwnerSession::verifyingChanged);
+}
+
+QCoro::Task<> OwnerSession::logout()
+{
+    return counted(m_logouts, runLogout(), &OwnerSession::signingOutChanged);
 }
 
 QCoro::QmlTask OwnerSession::checkTask()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/running.h"
 #include "model/secretmemory.h"
 #include "model/service.h"
 #include "owner/ownerclient.h"
@@ -37,6 +38,11 @@ class OwnerSession : public QObject
     Q_PROPERTY(QString code READ code NOTIFY codeChanged)
     Q_PROPERTY(QString approvalUrl READ approvalUrl NOTIFY approvalUrlChanged)
     Q_PROPERTY(QString proof READ proof NOTIFY proofChanged)
+    // Which operations are under way, each until its last overlapping call returns.
+    Q_PROPERTY(bool starting READ starting NOTIFY startingChanged)
+    Q_PROPERTY(bool checking READ checking NOTIFY checkingChanged)
+    Q_PROPERTY(bool verifying READ verifying NOTIFY verifyingChanged)
+    Q_PROPERTY(bool signingOut READ signingOut NOTIFY signingOutChanged)
 
 public:
     // Fills the buffer from a cryptographically secure source; false when the source failed.
@@ -58,6 +64,10 @@ public:
     const QString &proof() const { return m_proof; }
     // Where and with what time-out the session sends its requests.
     const Service &service() const { return m_client.service(); }
+    bool starting() const { return m_starts.any(); }
+    bool checking() const { return m_checks.any(); }
+    bool verifying() const { return m_verifies.any(); }
+    bool signingOut() const { return m_logouts.any(); }
     // Raised by every clear(), so that a check that was waiting can tell its results are stale.
     qint64 generation() const { return m_generation; }
 
@@ -97,8 +107,20 @@ signals:
     void codeChanged();
     void approvalUrlChanged();
     void proofChanged();
+    void startingChanged();
+    void checkingChanged();
+    void verifyingChanged();
+    void signingOutChanged();
 
 private:
+    QCoro::Task<std::optional<QUrl>> runStart();
+    QCoro::Task<> runCheck();
+    QCoro::Task<> runVerify(QString id);
+    QCoro::Task<> runLogout();
+    // `call` counted in `running`, whose flag `changed` notifies.
+    template<typename T>
+    QCoro::Task<T> counted(Running &running, QCoro::Task<T> call, void (OwnerSession::*changed)());
+
     // Every call to the service; forgets the session when the service answers 401.
     QCoro::Task<RequestResult> request(QString path, std::optional<Fields> body = std::nullopt);
     // What a check that could not reach the service or read its answer leaves behind.
@@ -123,6 +145,10 @@ private:
     QString m_code;
     QString m_approvalUrl;
     QString m_proof;
+    Running m_starts;
+    Running m_checks;
+    Running m_verifies;
+    Running m_logouts;
 
     QString m_token;
     QString m_id;       // a started sign-in not yet claimed

@@ -24,30 +24,51 @@ Dialog {
     modal: true
     closePolicy: Popup.NoAutoClose
     visible: prompt !== null && prompt.open
+    // A screen reader names the dialog by its title and reads whose password it asks for.
+    title: prompt ? prompt.reason : ""
     onOpened: field.forceActiveFocus()
     onVisibleChanged: if (!visible) field.clear()
+    // Set on the item a screen reader sees; Qt 6.4 names a popup by its title only once an
+    // accessibility bridge is up.
+    Component.onCompleted: {
+        const item = contentItem.parent
+        item.Accessible.name = Qt.binding(function () { return dialog.title })
+        item.Accessible.description = Qt.binding(function () {
+            return dialog.prompt ? dialog.prompt.whose : ""
+        })
+    }
+
+    header: Label {
+        objectName: "reason"
+        text: dialog.title
+        textFormat: Text.PlainText
+        wrapMode: Text.Wrap
+        font.pixelSize: 20
+        font.weight: Font.Medium
+        padding: 24
+        bottomPadding: 0
+    }
 
     ColumnLayout {
         anchors.fill: parent
         spacing: 12
 
         Label {
-            objectName: "reason"
+            objectName: "whose"
             Layout.fillWidth: true
-            text: dialog.prompt ? dialog.prompt.reason : ""
+            text: dialog.prompt ? dialog.prompt.whose : ""
             textFormat: Text.PlainText
             wrapMode: Text.Wrap
-            font.pixelSize: 20
-            font.weight: Font.Medium
         }
 
+        // The field is named by the question; read once, there.
         Label {
             objectName: "message"
             Layout.fillWidth: true
             text: dialog.prompt ? dialog.prompt.message : ""
             textFormat: Text.PlainText
-            visible: text.length > 0
             wrapMode: Text.Wrap
+            Accessible.ignored: true
         }
 
         TextField {
@@ -61,7 +82,7 @@ Dialog {
             echoMode: hidden ? TextInput.Password : TextInput.Normal
             inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
                               | (hidden ? Qt.ImhHiddenText : 0)
-            Accessible.name: dialog.prompt ? dialog.prompt.message : ""
+            Accessible.name: dialog.prompt ? dialog.prompt.fieldName : ""
             onAccepted: dialog.submit()
             onEnabledChanged: if (enabled && dialog.opened) forceActiveFocus()
             // Undo and redo replay what was typed and deleted; a secret keeps no history.
@@ -72,25 +93,26 @@ Dialog {
             Keys.onEscapePressed: if (dialog.prompt) dialog.prompt.cancel()
         }
 
-        Repeater {
-            model: dialog.prompt ? dialog.prompt.info : []
-
-            Label {
-                required property string modelData
-
-                Layout.fillWidth: true
-                text: modelData
-                textFormat: Text.PlainText
-                wrapMode: Text.Wrap
-                font.italic: true
-            }
+        // Every row keeps its place while the dialog is open, so that it does not change size
+        // as the stack works, answers or ends; only the stack's hints add lines.
+        Label {
+            objectName: "info"
+            Layout.fillWidth: true
+            text: dialog.prompt ? dialog.prompt.infoText : ""
+            textFormat: Text.PlainText
+            wrapMode: Text.Wrap
+            font.italic: true
+            visible: text.length > 0
         }
 
         BusyIndicator {
             objectName: "busy"
             Layout.alignment: Qt.AlignHCenter
             running: dialog.prompt !== null && dialog.prompt.busy
-            visible: running
+            // Its place is kept while it is not needed.
+            opacity: running ? 1 : 0
+            Accessible.ignored: !running
+            Accessible.name: "Checking"
         }
     }
 

@@ -4,13 +4,33 @@
 
 #include <utility>
 
-OwnerPrompt::OwnerPrompt(const QString &reason, std::function<void(SecretBuffer)> answered,
-                         std::function<void()> cancelled, QObject *parent)
+OwnerPrompt::OwnerPrompt(const QString &reason, const QString &user,
+                         std::function<void(SecretBuffer)> answered, std::function<void()> cancelled,
+                         QObject *parent)
     : QObject(parent)
     , m_reason(reason)
+    , m_user(user)
     , m_answered(std::move(answered))
     , m_cancelled(std::move(cancelled))
 {}
+
+QString OwnerPrompt::whose() const
+{
+    const QString account = m_user.isEmpty()
+                                ? QStringLiteral("your account on this computer")
+                                : QStringLiteral("“%1”, your account on this computer").arg(m_user);
+    return QStringLiteral("The password of %1. Not a Kelvra password.").arg(account);
+}
+
+QString OwnerPrompt::fieldName() const
+{
+    QString question = m_message.trimmed();
+    if (question.endsWith(u':'))
+        question.chop(1);
+    if (question.isEmpty())
+        question = QStringLiteral("Password");
+    return m_user.isEmpty() ? question : question + QStringLiteral(" for ") + m_user;
+}
 
 void OwnerPrompt::answer(const QString &text)
 {

@@ -19,10 +19,18 @@ class OwnerPrompt : public QObject
     QML_UNCREATABLE("An owner authentication opens its own prompt")
     // Why the app asks, e.g. "Open your Kelvra owner portal".
     Q_PROPERTY(QString reason READ reason CONSTANT)
+    // The computer account whose password is asked for, by its user name; may be empty.
+    Q_PROPERTY(QString user READ user CONSTANT)
+    // Says whose password this is, so that nobody takes it for a password of the service.
+    Q_PROPERTY(QString whose READ whose CONSTANT)
     // The stack's question, e.g. "Password: ".
     Q_PROPERTY(QString message READ message NOTIFY messageChanged)
+    // What the answer's field is called: the question and the account, e.g. "Password for ada".
+    Q_PROPERTY(QString fieldName READ fieldName NOTIFY messageChanged)
     // The stack's hints and errors since the last answer, oldest first.
     Q_PROPERTY(QStringList info READ info NOTIFY infoChanged)
+    // The same lines as one text, one per line, for a label.
+    Q_PROPERTY(QString infoText READ infoText NOTIFY infoChanged)
     // Whether the answer must be hidden while typed.
     Q_PROPERTY(bool secret READ secret NOTIFY secretChanged)
     // The stack is working (checking an answer, a fail delay, a fingerprint reader); no answer is
@@ -32,12 +40,16 @@ class OwnerPrompt : public QObject
     Q_PROPERTY(bool open READ open NOTIFY openChanged)
 
 public:
-    OwnerPrompt(const QString &reason, std::function<void(SecretBuffer)> answered,
+    OwnerPrompt(const QString &reason, const QString &user, std::function<void(SecretBuffer)> answered,
                 std::function<void()> cancelled, QObject *parent = nullptr);
 
     const QString &reason() const { return m_reason; }
+    const QString &user() const { return m_user; }
+    QString whose() const;
+    QString fieldName() const;
     const QString &message() const { return m_message; }
     const QStringList &info() const { return m_info; }
+    QString infoText() const { return m_info.join(u'\n'); }
     bool secret() const { return m_secret; }
     bool busy() const { return m_busy; }
     bool open() const { return m_open; }
@@ -64,6 +76,7 @@ private:
     void setBusy(bool busy);
 
     const QString m_reason;
+    const QString m_user;
     std::function<void(SecretBuffer)> m_answered;
     std::function<void()> m_cancelled;
     QString m_message;

@@ -182,7 +182,7 @@ private:
     {
         if (!m_prompt) {
             m_prompt = new OwnerPrompt(
-                m_reason,
+                m_reason, QString::fromLocal8Bit(currentUser().value_or(QByteArray())),
                 [this](SecretBuffer secret) {
                     if (m_exchange)
                         m_exchange->answer(std::move(secret));

@@ -37,6 +37,7 @@ Section {
     AccentButton {
         objectName: "refreshVault"
         text: "Refresh vault balance"
+        busy: root.vault.loading
         onClicked: root.vault.loadTask()
     }
 }

@@ -59,6 +59,14 @@ VaultBalance::VaultBalance(QNetworkAccessManager *client, Service service, QObje
 QCoro::Task<> VaultBalance::load()
 {
     QPointer<VaultBalance> self(this);
+    return Running::around(
+        m_loads, fetch(), [this] { emit loadingChanged(); },
+        [self] { return !self || self->m_inflight.closing(); });
+}
+
+QCoro::Task<> VaultBalance::fetch()
+{
+    QPointer<VaultBalance> self(this);
     std::optional<QJsonObject> reply;
     if (m_client) {
         reply = co_await readSnapshot(*m_client, m_service, QStringLiteral("/contest/status"), m_inflight);

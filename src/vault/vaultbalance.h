@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/inflight.h"
+#include "model/running.h"
 #include "model/service.h"
 
 #include <QObject>
@@ -36,6 +37,8 @@ class VaultBalance : public QObject
     Q_PROPERTY(QString balance READ balance NOTIFY balanceChanged)
     Q_PROPERTY(QString budget READ budget NOTIFY budgetChanged)
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+    // A load is under way; the texts shown are still the previous ones.
+    Q_PROPERTY(bool loading READ loading NOTIFY loadingChanged)
 
 public:
     // `client` is the shared HTTP client; it must outlive the store.
@@ -46,6 +49,7 @@ public:
     const QString &status() const { return m_status; }
     // Where and with what time-out the store sends its requests.
     const Service &service() const { return m_service; }
+    bool loading() const { return m_loads.any(); }
 
     // Fetches the vault status once and replaces all three texts. Calls are not refused while
     // another runs: each writes when its reply ends, so the one that ends last is shown.
@@ -61,8 +65,10 @@ signals:
     void balanceChanged();
     void budgetChanged();
     void statusChanged();
+    void loadingChanged();
 
 private:
+    QCoro::Task<> fetch();
     void show(const VaultTexts &texts);
 
     QPointer<QNetworkAccessManager> m_client;
@@ -70,5 +76,6 @@ private:
     QString m_balance;
     QString m_budget;
     QString m_status;
+    Running m_loads;
     Inflight m_inflight; // last: aborted first when the store goes away
 };

@@ -160,6 +160,9 @@ bool AppHarness::tabTo(const QString &name)
 bool openScreen(AppHarness &app, int screen)
 {
     app.service.onJson("/market-data", snapshot());
+    app.service.onJson(
+        "/contest/status",
+        QJsonObject{{"balanceUnits", "25000000"}, {"agentBudgetUnits", "1500000"}, {"active", true}});
     const QJsonObject paid{{"id", "p1"},
                            {"recipient", "0xrecipient"},
                            {"hash", "0xh"},

@@ -22,15 +22,17 @@ private slots:
         const QString end =
             ", Refresh vault balance, Open AI payments, Try guided demo, Competition materials" + tabs;
         addRow("welcome", int(OnWelcome), "Explore public demo, Owner sign-in");
-        addRow("home", int(OnHome), "Account details, Paper trade, Public competition evidence" + tabs);
-        addRow("markets", int(OnMarkets), "Find an asset" + tabs);
+        addRow("home", int(OnHome),
+               "Refresh, Account details, Paper trade, Public competition evidence" + tabs);
+        addRow("markets", int(OnMarkets), "Refresh, Find an asset" + tabs);
         addRow(
             "trade", int(OnTrade),
             "Buy, Sell, Asset, Size (USD), Refresh snapshot, Fee (%), Slippage (%), Calculate paper preview"
                 + tabs);
-        addRow("guest", int(OnAccount), session + end);
+        addRow("guest", int(OnAccount), "Refresh, " + session + end);
         addRow("owner", int(AsOwner),
-               session + ", Sign out, 0xowner, 0xrecipient, View on explorer, Verify original intent" + end);
+               "Refresh, " + session
+                   + ", Sign out, 0xowner, 0xrecipient, View on explorer, Verify original intent" + end);
     }
 
     void tabOrder()
@@ -84,11 +86,11 @@ private slots:
         addRow("Ctrl+4", int(OnMarkets), "", "Ctrl+4", "tab:3; asked:");
         addRow("Ctrl+4 on welcome", int(OnWelcome), "", "Ctrl+4", "entered:0; tab:0; asked:");
         addRow("Ctrl+F", int(OnAccount), "", "Ctrl+F, E, T, H", "tab:1; search:eth; asked:");
-        addRow("F5 on Home", int(OnHome), "", "F5", "tab:0; asked:/market-data");
+        addRow("F5 on Home", int(OnHome), "", "F5", "tab:0; asked:/contest/status /market-data");
         addRow("F5 on Markets", int(OnMarkets), "", "F5", "tab:1; asked:/market-data");
         addRow("F5 on Trade", int(OnTrade), "", "F5", "tab:2; asked:/market-data");
         addRow("F5 on Account", int(AsOwner), "", "F5",
-               "tab:3; asked:/device/status /api/account /api/history");
+               "tab:3; asked:/api/account /api/history /contest/status /device/status");
         addRow("F5 on welcome", int(OnWelcome), "", "F5", "entered:0; asked:");
         for (const char *key : {"Escape", "Return", "Enter"})
             QTest::addRow("alert, %s", key) << int(OnHome) << "OK" << key << "message:; alert:0";
@@ -111,9 +113,10 @@ private slots:
         QTest::qWait(100); // long enough for what should not happen
         const auto state = [&] {
             Workspace *w = app.workspace;
-            QStringList asked; // every request since the screen opened, in order
+            QStringList asked; // every request since the screen opened, in any order
             for (const TestService::Seen &seen : app.service.seen().mid(before))
                 asked.append(seen.path);
+            asked.sort();
             return QStringList{
                 "entered:" + QString::number(w->entered()),
                 "tab:" + QString::number(w->selectedTab()),

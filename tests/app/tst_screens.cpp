@@ -293,6 +293,77 @@ private slots:
         }
     }
 
+    // Data that failed to load comes back by the pull gesture, by F5 and by the screen's Refresh
+    // control; while the reply is late the screen shows it waits and the controls that would ask
+    // again cannot be pressed.
+    void retry_data()
+    {
+        QTest::addColumn<int>("screen");
+        QTest::addColumn<QString>("path");    // fails, then answers late
+        QTest::addColumn<QString>("shown");   // the item that says it failed
+        QTest::addColumn<QString>("waiting"); // spinners shown, controls disabled
+        QTest::addColumn<QString>("how");
+        for (const char *how : {"pull", "F5", "refresh"}) {
+            QTest::addRow("home, %s", how) << int(OnHome) << "/contest/status"
+                                           << "vaultStatus"
+                                           << "refresh vaultWorking" << how;
+            QTest::addRow("markets, %s", how) << int(OnMarkets) << "/market-data"
+                                              << "marketStatus"
+                                              << "refresh marketWorking" << how;
+            QTest::addRow("account, %s", how) << int(AsOwner) << "/contest/status"
+                                              << "vaultPermission"
+                                              << "refresh refreshVault checkConnection" << how;
+        }
+    }
+
+    void retry()
+    {
+        QFETCH(int, screen);
+        QFETCH(QString, path);
+        QFETCH(QString, shown);
+        QFETCH(QString, waiting);
+        QFETCH(QString, how);
+        AppHarness app;
+        QVERIFY(openScreen(app, screen));
+        const QString answer = app.text(shown);
+        app.service.onJson(path, QJsonObject{}, 404);
+        Workspace *w = app.workspace;
+        QCoro::waitFor(w->reload(w->selectedTab()));
+        QTRY_VERIFY(app.text(shown).endsWith(u"Refresh to retry."));
+
+        const QJsonObject good = path == u"/market-data" ? snapshot()
+                                                         : QJsonObject{{"balanceUnits", "25000000"},
+                                                                       {"agentBudgetUnits", "1500000"},
+                                                                       {"active", true}};
+        app.service.on(path, LoopbackHttp::json(good), 300ms);
+        const qsizetype checks = app.service.count("/device/status");
+        if (how == u"pull") {
+            QQuickItem *flickable = app.item(screen == OnHome      ? "homeScroll"
+                                             : screen == OnMarkets ? "quoteList"
+                                                                   : "accountScroll");
+            const QPoint at = flickable->mapToScene(QPointF(flickable->width() / 2, 60)).toPoint();
+            QTest::mousePress(app.window(), Qt::LeftButton, {}, at);
+            for (int step = 1; step <= 20; ++step)
+                QTest::mouseMove(app.window(), at + QPoint(0, step * 12), 10);
+            QTest::mouseRelease(app.window(), Qt::LeftButton, {}, at + QPoint(0, 240), 10);
+        } else if (how == u"F5") {
+            app.keys(how);
+        } else {
+            QVERIFY(app.click(how));
+        }
+        const auto busy = [&app](const QString &name) {
+            QQuickItem *item = app.item(name);
+            return item && (item->property("running").toBool() || !item->isEnabled());
+        };
+        for (const QString &name : waiting.split(u' '))
+            QTRY_VERIFY2(busy(name), qPrintable(name));
+        QTRY_COMPARE(app.text(shown), answer);
+        for (const QString &name : waiting.split(u' '))
+            QTRY_VERIFY2(!busy(name), qPrintable(name));
+        // The account's session is checked with the vault.
+        QCOMPARE(app.service.count("/device/status") > checks, screen == AsOwner);
+    }
+
     // The timer and each return to the foreground check the session, and reload nothing.
     void checks_data()
     {

@@ -181,7 +181,7 @@ private slots:
     {
         QTest::addColumn<qint64>("configured"); // milliseconds
         QTest::addColumn<qint64>("ms");
-        const Workspace app(QStringLiteral("https://kelvra.invalid"), Workspace::Platform{});
+        Workspace app(QStringLiteral("https://kelvra.invalid"), Workspace::Platform{});
         const auto handedToQt = [](const Service &service) {
             return qint64(service.request(QUrl(service.origin)).transferTimeout());
         };

@@ -31,7 +31,7 @@ private slots:
         int answers = 0;
         int cancels = 0;
         OwnerPrompt prompt(
-            "", [&](SecretBuffer) { ++answers; }, [&] { ++cancels; });
+            "", "", [&](SecretBuffer) { ++answers; }, [&] { ++cancels; });
         const QHash<QString, std::function<void()>> act{{"ask", [&] { prompt.ask("Password: ", true); }},
                                                         {"tell", [&] { prompt.tell("hint"); }},
                                                         {"answer", [&] { prompt.answer("s3cret"); }},
@@ -65,7 +65,7 @@ private slots:
             QVERIFY(!secret.data() && (!moved.data() || moved.data()[moved.size()] == '\0'));
             got = QByteArray(moved.data(), qsizetype(moved.size()));
         };
-        OwnerPrompt prompt("", answered, {});
+        OwnerPrompt prompt("", "", answered, {});
         prompt.ask("Password: ", true);
         QFETCH(QString, text);
         prompt.answer(text);

@@ -1,6 +1,7 @@
 #include "quiet.h"
 #include "unlock/ownerprompt.h"
 
+#include <QAccessible>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -58,7 +59,7 @@ private slots:
         QList<QByteArray> answers;
         int cancels = 0;
         auto prompt = std::make_unique<OwnerPrompt>(
-            "Open your Kelvra owner portal",
+            "Open your Kelvra owner portal", "ada",
             [&](SecretBuffer typed) { answers << QByteArray(typed.data(), qsizetype(typed.size())); },
             [&] { ++cancels; });
         QQmlComponent component(&m_engine);
@@ -79,10 +80,28 @@ private slots:
         const auto busy = [&find] { return find("busy")->property("running").toBool(); };
 
         QTRY_VERIFY(shown() && busy()); // before the first question
-        prompt->tell("Place your finger on the reader");
+        // Its size stays while the stack works and asks.
+        const qreal height = dialog->property("height").toReal();
         prompt->ask(secret ? "Password: " : "Code: ", secret);
+        QTRY_VERIFY(!busy());
+        QCOMPARE(dialog->property("height").toReal(), height);
+        prompt->tell("Place your finger on the reader");
         QCOMPARE(find("reason")->property("text").toString(), "Open your Kelvra owner portal");
         QCOMPARE(find("message")->property("text").toString(), secret ? "Password: " : "Code: ");
+        // Whose password: the computer account's, by name; the same for a screen reader, which
+        // reads the dialog's title, this, the field and the buttons.
+        QCOMPARE(find("whose")->property("text").toString(),
+                 "The password of “ada”, your account on this computer. Not a Kelvra password.");
+        QAccessible::setActive(true);
+        const auto read = [](QObject *item, QAccessible::Text text) {
+            QAccessibleInterface *face = QAccessible::queryAccessibleInterface(item);
+            return face ? face->text(text) : QString();
+        };
+        QQuickItem *popup = dialog->property("contentItem").value<QQuickItem *>()->parentItem();
+        QCOMPARE((QStringList{read(popup, QAccessible::Name), read(popup, QAccessible::Description),
+                              prompt->fieldName()}),
+                 (QStringList{"Open your Kelvra owner portal", find("whose")->property("text").toString(),
+                              secret ? "Password for ada" : "Code for ada"}));
         QCOMPARE(find("answer")->property("echoMode").toInt(), secret ? 2 : 0); // Password, Normal
         const auto hints = Qt::InputMethodHints(find("answer")->property("inputMethodHints").toInt());
         QVERIFY(hints.testFlags(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText));

@@ -1,0 +1,37 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Kelvra.Controls
+
+// Asks its screen to reload what it shows (`clicked`). While `busy` says that data is being
+// reloaded, by this button or anyone else, it cannot be pressed and spins.
+PushButton {
+    id: root
+    property bool busy: false
+
+    objectName: "refresh"
+    Layout.alignment: Qt.AlignRight | Qt.AlignVCenter
+    text: "Refresh"
+    enabled: !busy
+    flat: true
+    font.pixelSize: Style.body
+    leftPadding: 8
+    rightPadding: 8
+    contentItem: Label {
+        opacity: root.busy ? 0 : 1
+        text: root.text
+        textFormat: Text.PlainText
+        font: root.font
+        color: Style.teal
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        Accessible.ignored: true
+        Working {
+            anchors.centerIn: parent
+            shown: root.busy
+        }
+    }
+    FocusFrame {
+        shown: root.visualFocus
+    }
+}
