@@ -68,6 +68,7 @@ int main(int argc, char *argv[])
     setup.app = build + QStringLiteral("/bench/kelvra-bench-app");
     setup.bare = build + QStringLiteral("/bench/kelvra-bench-bare");
     setup.service = build + QStringLiteral("/tools/service/kelvra-service");
+    setup.wire = build + QStringLiteral("/bench/kelvra-bench-wire");
     setup.self = QCoreApplication::applicationFilePath();
     setup.chromium = parser.value(QStringLiteral("chromium"));
     setup.runs = std::max(1, parser.value(QStringLiteral("runs")).toInt());
@@ -76,7 +77,7 @@ int main(int argc, char *argv[])
     setup.leakRuns = std::max(1, parser.value(QStringLiteral("leak-runs")).toInt());
     setup.checks = std::max(11, parser.value(QStringLiteral("checks")).toInt());
     setup.checkPeriodMs = std::max(1, parser.value(QStringLiteral("check-period")).toInt());
-    for (const QString &program : {setup.app, setup.bare, setup.service, setup.chromium}) {
+    for (const QString &program : {setup.app, setup.bare, setup.wire, setup.service, setup.chromium}) {
         if (!QFileInfo(program).isExecutable()) {
             std::fprintf(stderr, "kelvra-bench: %s is missing\n", qPrintable(program));
             return 2;

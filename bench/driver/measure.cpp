@@ -176,6 +176,13 @@ void measure(const Setup &setup, const QString &origin, const QString &paddedOri
             out.chromiumPeakKiB.add(*peak);
     }
 
+    progress(QStringLiteral("the event loop during faulty replies, and the service under load"));
+    for (int i = 0; i < setup.runs; ++i) {
+        once(out, setup.wire, {QStringLiteral("faults")}, {{"longest-gap-ms", &out.faultGap}}, 300s);
+        once(out, setup.wire, {QStringLiteral("load"), origin},
+             {{"requests-per-second", &out.requestsPerSecond}}, 300s);
+    }
+
     progress(QStringLiteral("leaks: %1 checks every %2 ms, %3 runs")
                  .arg(setup.checks)
                  .arg(setup.checkPeriodMs)

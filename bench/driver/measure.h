@@ -13,6 +13,7 @@ struct Setup
     QString bare;    // kelvra-bench-bare
     QString service; // kelvra-service
     QString self;    // this program, for the round trip in a fresh process
+    QString wire;    // kelvra-bench-wire
     QString chromium;
     int runs = 5;
     int idleRuns = 3;
@@ -34,6 +35,8 @@ struct Readings
     Series appIdleWakes, bareIdleWakes; // context switches over Setup::idle
     Series bareDriftKiB;                // RSS change of the bare window over Setup::idle
     Series leakKiB, leakChecks, msPerCheck;
+    Series faultGap;          // ms, the longest the event loop stood still in the fault plays
+    Series requestsPerSecond; // the local service under a mixed load
     QStringList problems;
 };
 

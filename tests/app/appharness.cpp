@@ -107,11 +107,15 @@ bool AppHarness::click(QQuickItem *item)
         }
         return QRect(QPoint(), window()->size()).contains(centre());
     };
-    if (!QTest::qWaitFor(scroll, 3000))
-        return false;
-    // Let the view settle, and make sure it settled with the item still in the window.
-    QTest::qWait(20);
-    if (!QTest::qWaitFor(scroll, 2000))
+    // Settled: once the layouts have done what the scroll moved, the item is still in the window
+    // and the view no longer has to move for it.
+    const auto settled = [&] {
+        if (!scroll() || !QQuickTest::qWaitForPolish(window()))
+            return false;
+        const qreal y = flickable ? at("contentY") : 0;
+        return scroll() && (!flickable || qFuzzyCompare(1 + at("contentY"), 1 + y));
+    };
+    if (!QTest::qWaitFor(settled))
         return false;
     QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre());
     return true;

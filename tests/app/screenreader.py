@@ -13,7 +13,6 @@ import os
 import re
 import subprocess
 import sys
-import time
 
 import pyatspi
 from gi.repository import GLib
@@ -116,15 +115,16 @@ def press(root, entry):
 
 
 def wait_for(what, condition, seconds=10):
-    # Runs the bus's events until `condition()` holds; the tree may change under a walk.
-    end = time.monotonic() + seconds
-    while time.monotonic() < end:
-        while GLib.MainContext.default().iteration(False):
-            pass
+    # Runs the bus's events until `condition()` holds, looking again after each: every change of
+    # the tree comes as one. The tree may change under a walk.
+    expired = []
+    timer = GLib.timeout_add_seconds(seconds, lambda: expired.append(True))
+    while not expired:
         with contextlib.suppress(Exception):
             if condition():
+                GLib.source_remove(timer)
                 return
-        time.sleep(0.05)
+        GLib.MainContext.default().iteration(True)
     raise SystemExit(f"FAIL: {what}")
 
 
@@ -133,6 +133,8 @@ def main(host):
     pyatspi.Registry.registerEventListener(
         lambda event: shown.append((event.detail1, event.source.getRoleName(), event.source.name)),
         "object:state-changed:showing")
+    # Any other change of the tree only wakes wait_for().
+    pyatspi.Registry.registerEventListener(lambda event: None, "object:children-changed", "window:create")
     env = dict(os.environ, QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
     # Only what lies in the window's view is on the bus: a window tall enough for whole screens.
     app_process = subprocess.Popen([host, "480", "3600"], env=env)

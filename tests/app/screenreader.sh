@@ -10,11 +10,8 @@ export XDG_RUNTIME_DIR=$runtime
 launcher=$!
 # However the launcher ends, the test's own outcome is the script's.
 trap 'kill $launcher 2>/dev/null || true; wait $launcher 2>/dev/null || true; rm -rf "$runtime"' EXIT
-for _ in $(seq 50); do
-    gdbus call --session --dest org.a11y.Bus --object-path /org/a11y/bus \
-        --method org.freedesktop.DBus.Properties.Set org.a11y.Status IsEnabled '<true>' \
-        >/dev/null 2>&1 && break
-    sleep 0.1
-done
+gdbus wait --session --timeout 10 org.a11y.Bus
+gdbus call --session --dest org.a11y.Bus --object-path /org/a11y/bus \
+    --method org.freedesktop.DBus.Properties.Set org.a11y.Status IsEnabled '<true>' >/dev/null
 # Debian's pyatspi is for the system's python, not for one that PATH may put first.
 /usr/bin/python3 "$here/screenreader.py" "$1"

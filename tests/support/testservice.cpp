@@ -1,6 +1,9 @@
 #include "testservice.h"
 
+#include <QCoreApplication>
 #include <QMetaEnum>
+#include <QTcpSocket>
+#include <QUrl>
 
 class TestService::Http : public LoopbackHttp
 {
@@ -77,8 +80,23 @@ qsizetype TestService::count(const QString &path) const
     return seen(path).size();
 }
 
+bool TestService::roundTrip()
+{
+    QCoreApplication::sendPostedEvents(); // requests the app has queued are started first
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, quint16(QUrl(origin()).port()));
+    socket.write("GET /round-trip HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 0\r\n\r\n");
+    while (socket.state() != QAbstractSocket::UnconnectedState && !socket.canReadLine())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return socket.readLine().startsWith("HTTP/1.1 204");
+}
+
 void TestService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder)
 {
+    if (request.url().path() == QLatin1String("/round-trip")) {
+        LoopbackHttp::send(std::move(responder), Answer{204, {}, "text/plain", {}});
+        return;
+    }
     Seen seen{QString::fromLatin1(
                   QMetaEnum::fromType<QHttpServerRequest::Method>().valueToKey(int(request.method())))
                   .toUpper(),

@@ -51,6 +51,10 @@ public:
     void onJson(const QString &path, const QJsonValue &value, int status = 200);
     void stall(const QString &path);
 
+    // A request of the test's own through the service and back, not recorded: what the app sent
+    // before it has arrived by its end, so a test can then check that something did not happen.
+    bool roundTrip();
+
     const QList<Seen> &seen() const { return m_seen; }
     QList<Seen> seen(const QString &path) const;
     qsizetype count(const QString &path) const;

@@ -99,14 +99,14 @@ LoopbackHttp::Answer LocalService::dispatch(const QHttpServerRequest &request)
         }
         if (route.bearer) {
             const std::optional<QString> token = bearerToken(request);
-            if (!token || !m_sessions.valid(*token, QDateTime::currentMSecsSinceEpoch())) {
+            if (!token || !m_sessions.valid(*token, clock())) {
                 Answer refusal = error(401, QStringLiteral("no live session for this token"));
                 refusal.headers.emplaceBack("WWW-Authenticate", "Bearer");
                 return refusal;
             }
         }
         const Call call{request, std::get<QString>(origin), prefix ? path.mid(route.path.size()) : QString(),
-                        QDateTime::currentMSecsSinceEpoch()};
+                        clock()};
         return (this->*route.handler)(call);
     }
     if (allowed.isEmpty())

@@ -6,10 +6,12 @@
 #include "ownerrecords.h"
 #include "sessions.h"
 
+#include <QDateTime>
 #include <QHttpServerRequest>
 #include <QList>
 
 #include <chrono>
+#include <functional>
 
 // The Kelvra service on the loopback interface: market quotes, the vault's status, device
 // sign-in through a portal page, and the owner's account, history and receipts behind a bearer
@@ -24,6 +26,9 @@ public:
     static constexpr std::chrono::seconds idleLimit{10};
 
     LocalService(OwnerRecords records, std::chrono::milliseconds tokenLifetime, QObject *parent = nullptr);
+
+    // Milliseconds since the epoch; tests hold it still and move it on.
+    std::function<qint64()> clock = &QDateTime::currentMSecsSinceEpoch;
 
     // Whether the agent may spend from the vault; the demo page switches it.
     bool agentActive() const { return m_agentActive; }
