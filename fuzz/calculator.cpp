@@ -16,30 +16,49 @@
 
 namespace {
 
-// A figure of the second working. It is `rough` once any value it came from lies outside the
-// normal range of a double: there the double working overflows or loses its precision, and
-// only the long double one is right, so its figure is not compared.
+// A figure of the second working, with a bound on the relative error of the same figure worked
+// in doubles: each double operation rounds by at most 2^-53, counted here as 2^-52 to cover
+// the products of errors. It is `rough` once any value it came from lies outside the normal
+// range of a double: there the double working overflows or loses its precision, and its figure
+// is not compared.
 struct Exact
 {
     long double value;
-    bool rough;
+    long double error = 0;
+    bool rough = false;
 };
+
+constexpr long double step = 0x1p-52L;
+
+bool outsideDoubles(long double value)
+{
+    return !std::isfinite(value) || std::fabs(value) > DBL_MAX || (value != 0 && std::fabs(value) < DBL_MIN);
+}
 
 Exact exact(double value)
 {
-    return {value, !std::isfinite(value) || (value != 0 && std::fabs(value) < DBL_MIN)};
+    return {value, 0, outsideDoubles(value)};
 }
 
 Exact operator*(Exact a, Exact b)
 {
     const long double value = a.value * b.value;
-    return {value,
-            a.rough || b.rough || std::fabs(value) > DBL_MAX || (value != 0 && std::fabs(value) < DBL_MIN)};
+    return {value, a.error + b.error + step, a.rough || b.rough || outsideDoubles(value)};
 }
 
 Exact operator/(Exact a, Exact b)
 {
-    return a * Exact{1 / b.value, b.rough};
+    const long double value = a.value / b.value;
+    return {value, a.error + b.error + step, a.rough || b.rough || outsideDoubles(value)};
+}
+
+// 1 + percent / 100, as doubles work it: the quotient's rounding is relative to percent / 100,
+// which may be nearly 1 while the sum is nearly 0, so it is carried over to the sum.
+Exact onePlusPercent(double percent)
+{
+    const long double part = static_cast<long double>(percent) / 100;
+    const long double value = 1 + part;
+    return {value, (step * std::fabs(part)) / value + step, outsideDoubles(value)};
 }
 
 // The whole text as a C-locale decimal (the target sets no locale): no blank before it, and
@@ -56,9 +75,9 @@ std::optional<double> readNumber(const QString &text)
     return value;
 }
 
-// A printed figure lies within half a unit of its last decimal of the exact one, give or take a
-// relative 1e-12 for the double working (a handful of roundings of 2^-53 each). A rough figure
-// only has to be printed.
+// A printed figure lies within half a unit of its last decimal of the exact one, give or take
+// the error bound of the double working and a relative 1e-17 for the long double one. A rough
+// figure only has to be printed.
 void checkFigure(const QString &printed, Exact expected, int decimals, const QString &preview)
 {
     const QByteArray text = printed.toLatin1();
@@ -68,7 +87,8 @@ void checkFigure(const QString &printed, Exact expected, int decimals, const QSt
     if (expected.rough)
         return;
     FUZZ_CHECK(text.indexOf('.') == text.size() - 1 - decimals, preview);
-    const long double tolerance = 0.5L * std::pow(10.0L, -decimals) + 1e-12L * std::fabs(expected.value);
+    const long double tolerance =
+        0.5L * std::pow(10.0L, -decimals) + (expected.error + 1e-17L) * std::fabs(expected.value);
     FUZZ_CHECK(std::fabs(shown - expected.value) <= tolerance, preview);
 }
 
@@ -160,9 +180,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     const Exact p = exact(reference);
     const Exact dollars = exact(*orderSize);
-    const Exact keep = exact(1) * Exact{1 - static_cast<long double>(*orderFee) / 100, false};
-    const long double drift = static_cast<long double>(*orderSlippage) / 100;
-    const Exact execution = p * Exact{buy ? 1 + drift : 1 - drift, false};
+    const Exact keep = onePlusPercent(-*orderFee);
+    const Exact execution = p * onePlusPercent(buy ? *orderSlippage : -*orderSlippage);
     const Exact quantity = buy ? dollars * keep / execution : dollars / p;
     const Exact amount = buy ? dollars : quantity * execution * keep;
     const Exact worth = quantity * exact(quote->price());
@@ -181,8 +200,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     checkFigure(lines[3].mid(amountPrefix.size()), amount, 2, preview);
     const QStringList stress = lines[4].mid(stressPrefix.size()).split(QStringLiteral(" / $"));
     FUZZ_CHECK(stress.size() == 2, preview);
-    checkFigure(stress[0], worth * Exact{0.95L, false}, 2, preview);
-    checkFigure(stress[1], worth * Exact{1.05L, false}, 2, preview);
+    // The factors themselves are doubles, each within 2^-53 of its decimal.
+    checkFigure(stress[0], worth * Exact{0.95L, step}, 2, preview);
+    checkFigure(stress[1], worth * Exact{1.05L, step}, 2, preview);
     // A buy costs its size, exactly as printf writes it.
     if (buy)
         FUZZ_CHECK(lines[3] == cPrintf("Total cost: $%.2f", *orderSize), preview);
