@@ -35,7 +35,11 @@ QVariant HistoryList::data(const QModelIndex &index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
-    const QJsonObject row = m_rows.at(index.row()).toObject();
+    return value(m_rows.at(index.row()).toObject(), role);
+}
+
+QVariant HistoryList::value(const QJsonObject &row, int role)
+{
     const std::optional<QString> hash = readText(row, u"hash");
     switch (role) {
     case HeadlineRole:

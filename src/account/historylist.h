@@ -42,6 +42,8 @@ public:
     QVariant data(const QModelIndex &index, int role) const override;
     QHash<int, QByteArray> roleNames() const override;
 
+    // What one history row shows in `role`, as data() gives it.
+    static QVariant value(const QJsonObject &row, int role);
     // "<amount> kUSD · <state>", with "—" and "Unknown" standing in.
     static QString headline(const QJsonObject &row);
     // The payment's date and time in the region's form and the local zone, or "Date unavailable".
