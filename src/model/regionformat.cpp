@@ -12,14 +12,6 @@ QString withoutSeconds(QString format)
     return format.remove(seconds);
 }
 
-// A time's AM or PM stays on the line of its figures when a status wraps.
-QString keptTogether(QString format)
-{
-    static const QRegularExpression before(QStringLiteral("\\s+(?=(AP|ap|A|a)\\b)"));
-    static const QRegularExpression after(QStringLiteral("(?<=\\bAP|\\bap|\\bA|\\ba)\\s+"));
-    return format.replace(before, QStringLiteral("\u00a0")).replace(after, QStringLiteral("\u00a0"));
-}
-
 // The region's short date form when it is all digits; ISO 8601 where it names the month or the
 // weekday, as the C locale's does ("1 May 2025"): a payment's date is read as figures everywhere.
 QString numericDateTime(const QLocale &locale)
@@ -31,7 +23,7 @@ QString numericDateTime(const QLocale &locale)
     QString format = locale.dateTimeFormat(QLocale::ShortFormat);
     if (unquoted.contains(named))
         format.replace(date, QStringLiteral("yyyy-MM-dd"));
-    return keptTogether(withoutSeconds(format));
+    return withoutSeconds(format);
 }
 
 } // namespace
@@ -39,7 +31,7 @@ QString numericDateTime(const QLocale &locale)
 QString shortTime(const QDateTime &instant, const QLocale &locale)
 {
     return locale.toString(instant.toLocalTime().time(),
-                           keptTogether(withoutSeconds(locale.timeFormat(QLocale::ShortFormat))));
+                           withoutSeconds(locale.timeFormat(QLocale::ShortFormat)));
 }
 
 QString usd(double amount, const QLocale &locale)
