@@ -149,8 +149,9 @@ private slots:
         QCOMPARE(outcome(result) == "unsendable", sent.isEmpty());
     }
 
-    // Chunked replies against the size limit and the 401 check; the other faults of the peer are
-    // played to every request through the stores that make it.
+    // Chunked replies against the size limit and the 401 check, and a head without end refused for
+    // its size, not left to the peer's close; the other faults are played to every request
+    // through the stores that make it.
     void transport_data()
     {
         QTest::addColumn<Play>("play");
@@ -161,6 +162,7 @@ private slots:
         addRow("chunked, one byte below the limit", Play{.body = limit.chopped(1), .chunked = true},
                QString("ok"));
         addRow("chunked, at the limit", Play{.body = limit, .chunked = true}, QString("badServerResponse"));
+        addRow("endless head", Play{.fault = Fault::EndlessHead}, QString("badServerResponse"));
     }
 
     void transport()
@@ -173,6 +175,7 @@ private slots:
         OwnerClient client(Service{peer.origin()});
         QCOMPARE(outcome(QCoro::waitFor(client.send("/r", std::nullopt, "t"))), result);
         QCOMPARE(peer.count("/r"), 1);
+        QTRY_VERIFY(play.fault != Fault::EndlessHead || peer.endlessClosed());
     }
 
     // A client that goes while its requests wait ends them; each waiter hears of it, later.
