@@ -8,7 +8,6 @@
 #include <QMetaEnum>
 #include <QTest>
 
-using namespace std::chrono_literals;
 using Answer = TestService::Answer;
 using Fault = FaultyPeer::Fault;
 using Play = FaultyPeer::Play;
@@ -150,29 +149,19 @@ private slots:
         QCOMPARE(outcome(result) == "unsendable", sent.isEmpty());
     }
 
-    // Each request goes once, whatever the peer does, and the 12 s time-out is the longest
-    // silence: here 300 ms.
+    // Chunked replies against the size limit and the 401 check, and a head without end refused for
+    // its size, not left to the peer's close; the other faults are played to every request
+    // through the stores that make it.
     void transport_data()
     {
         QTest::addColumn<Play>("play");
         QTest::addColumn<QString>("result");
-        const QByteArray ssh("SSH-2.0-OpenSSH_9.2\r\n\x00\x01\x02\xff", 25);
         const QByteArray limit = QByteArray("{}").leftJustified(131072);
-        addRow("no answer", Play{.fault = Fault::Stall}, QString("TimeoutError"));
-        addRow("slow drip, longer than the time-out in all", Play{.fault = Fault::Drip}, QString("ok"));
-        addRow("closed before a reply", Play{.fault = Fault::Raw}, QString("RemoteHostClosedError"));
-        addRow("reset in the body", Play{.fault = Fault::ResetInBody}, QString("RemoteHostClosedError"));
-        addRow("not HTTP", Play{.fault = Fault::Raw, .body = ssh}, QString("ProtocolFailure"));
         addRow("chunked 401", Play{.status = 401, .body = "{}", .chunked = true},
                QString("userAuthenticationRequired"));
         addRow("chunked, one byte below the limit", Play{.body = limit.chopped(1), .chunked = true},
                QString("ok"));
         addRow("chunked, at the limit", Play{.body = limit, .chunked = true}, QString("badServerResponse"));
-        addRow("chunked 401 of 200 KiB",
-               Play{.status = 401, .body = limit.leftJustified(200 << 10), .chunked = true},
-               QString("badServerResponse"));
-        addRow("endless chunked 401", Play{.fault = Fault::Endless, .status = 401, .chunked = true},
-               QString("badServerResponse"));
         addRow("endless head", Play{.fault = Fault::EndlessHead}, QString("badServerResponse"));
     }
 
@@ -180,15 +169,13 @@ private slots:
     {
         QFETCH(Play, play);
         QFETCH(QString, result);
-        FaultyPeer peer({{"/r", R"({"drip":"0123456789abcdef0123456789abcdef"})"}});
+        FaultyPeer peer({});
         play.path = "/r";
         peer.play(play);
-        OwnerClient client(Service{peer.origin(), 300ms});
+        OwnerClient client(Service{peer.origin()});
         QCOMPARE(outcome(QCoro::waitFor(client.send("/r", std::nullopt, "t"))), result);
         QCOMPARE(peer.count("/r"), 1);
-        if (play.fault == Fault::Endless || play.fault == Fault::EndlessHead)
-            QTRY_VERIFY(peer.endlessClosed());
-        QCOMPARE_LT(peer.pushed(), 16 << 20);
+        QTRY_VERIFY(play.fault != Fault::EndlessHead || peer.endlessClosed());
     }
 
     // A client that goes while its requests wait ends them; each waiter hears of it, later.
