@@ -30,6 +30,7 @@ Dialog {
     onVisibleChanged: if (!visible) field.clear()
     // Set on the item a screen reader sees; Qt 6.4 names a popup by its title only once an
     // accessibility bridge is up.
+    // A screen reader reads the popup's items in stacking order: the buttons after the content.
     Component.onCompleted: {
         const item = contentItem.parent
         item.Accessible.name = Qt.binding(function () { return dialog.title })
@@ -61,14 +62,17 @@ Dialog {
             wrapMode: Text.Wrap
         }
 
-        // The field is named by the question; read once, there.
+        // The field is named by the question; read once, there. Qt 6.4 gives a screen reader
+        // neither the name nor the description of a hidden field, so the question, read just
+        // before it, then carries the field's name.
         Label {
             objectName: "message"
             Layout.fillWidth: true
             text: dialog.prompt ? dialog.prompt.message : ""
             textFormat: Text.PlainText
             wrapMode: Text.Wrap
-            Accessible.ignored: true
+            Accessible.ignored: !field.hidden
+            Accessible.name: dialog.prompt ? dialog.prompt.fieldName : ""
         }
 
         TextField {
@@ -114,31 +118,32 @@ Dialog {
             Accessible.ignored: !running
             Accessible.name: "Checking"
         }
-    }
 
-    // Action roles: the box must not close the dialog itself, the prompt's end does.
-    footer: DialogButtonBox {
-        Accessible.ignored: true
-        Button {
-            objectName: "cancel"
-            text: "Cancel"
-            flat: true
-            DialogButtonBox.buttonRole: Dialog.ActionRole
-            onClicked: if (dialog.prompt) dialog.prompt.cancel()
-            Keys.onReturnPressed: clicked()
-            Keys.onEnterPressed: clicked()
-            Accessible.onPressAction: clicked()
-        }
-        Button {
-            objectName: "ok"
-            text: "OK"
-            flat: true
-            enabled: dialog.asking
-            DialogButtonBox.buttonRole: Dialog.ActionRole
-            onClicked: dialog.submit()
-            Keys.onReturnPressed: clicked()
-            Keys.onEnterPressed: clicked()
-            Accessible.onPressAction: clicked()
+        // In the column, not the dialog's footer: a screen reader reads a popup's footer before
+        // its content. The buttons do not close the dialog themselves, the prompt's end does.
+        RowLayout {
+            Layout.alignment: Qt.AlignRight
+            spacing: 8
+
+            Button {
+                objectName: "cancel"
+                text: "Cancel"
+                flat: true
+                onClicked: if (dialog.prompt) dialog.prompt.cancel()
+                Keys.onReturnPressed: clicked()
+                Keys.onEnterPressed: clicked()
+                Accessible.onPressAction: clicked()
+            }
+            Button {
+                objectName: "ok"
+                text: "OK"
+                flat: true
+                enabled: dialog.asking
+                onClicked: dialog.submit()
+                Keys.onReturnPressed: clicked()
+                Keys.onEnterPressed: clicked()
+                Accessible.onPressAction: clicked()
+            }
         }
     }
 }

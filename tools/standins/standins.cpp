@@ -7,6 +7,9 @@
 
 #include <QCoroNetworkReply>
 
+#include <memory>
+#include <utility>
+
 class StandInOwnerContext : public OwnerAuthContext
 {
 public:
@@ -28,12 +31,41 @@ public:
         m_owner->m_reasons.append(reason);
         if (m_owner->m_outcomes.isEmpty() && !m_owner->m_passing)
             return;
-        const bool ok = m_owner->m_outcomes.isEmpty() || m_owner->m_outcomes.takeFirst();
+        const StandInOwner::Outcome outcome =
+            m_owner->m_outcomes.isEmpty() ? StandInOwner::Pass : m_owner->m_outcomes.takeFirst();
+        if (outcome == StandInOwner::Ask) {
+            prompt(reason, std::move(reply));
+            return;
+        }
         QMetaObject::invokeMethod(
-            m_owner, [reply = std::move(reply), ok] { reply(ok); }, Qt::QueuedConnection);
+            m_owner, [reply = std::move(reply), ok = outcome == StandInOwner::Pass] { reply(ok); },
+            Qt::QueuedConnection);
     }
 
 private:
+    // Later, as the stack would; the prompt goes with this context.
+    void prompt(const QString &reason, std::function<void(bool)> reply)
+    {
+        QMetaObject::invokeMethod(
+            this,
+            [this, reason, reply = std::move(reply), user = m_owner->m_promptUser] {
+                // Once, and later: the reply may let this context go, and the prompt with it.
+                const auto finish = [this, reply, done = std::make_shared<bool>(false)](bool ok) {
+                    if (std::exchange(*done, true))
+                        return;
+                    QMetaObject::invokeMethod(
+                        this, [reply, ok] { reply(ok); }, Qt::QueuedConnection);
+                };
+                auto *asked = new OwnerPrompt(
+                    reason, user, [finish](SecretBuffer) { finish(true); }, [finish] { finish(false); },
+                    this);
+                asked->ask(QStringLiteral("Password: "), true);
+                if (m_owner)
+                    emit m_owner->promptOpened(asked);
+            },
+            Qt::QueuedConnection);
+    }
+
     QPointer<StandInOwner> m_owner;
 };
 

@@ -22,6 +22,8 @@
 // Owner authentication as a program scripts it: whether the device can authenticate, and what
 // each evaluation answers, later on the GUI thread. An evaluation with no answer queued passes
 // when the stand-in is passing and is otherwise never answered. It records the reasons asked.
+// A queued prompt opens an OwnerPrompt for `user` instead, as the system's stack would: any
+// answer passes, cancelling refuses.
 class StandInOwner : public OwnerAuthenticator
 {
     Q_OBJECT
@@ -32,7 +34,12 @@ public:
     void setAvailable(bool available) { m_available = available; }
     // Takes whoever is at the keyboard to be the owner.
     void setPassing(bool passing) { m_passing = passing; }
-    void queue(bool authenticated) { m_outcomes.append(authenticated); }
+    void queue(bool authenticated) { m_outcomes.append(authenticated ? Pass : Refuse); }
+    void queuePrompt(const QString &user)
+    {
+        m_outcomes.append(Ask);
+        m_promptUser = user;
+    }
     const QStringList &reasons() const { return m_reasons; }
 
     std::unique_ptr<OwnerAuthContext> context() override;
@@ -41,7 +48,9 @@ private:
     friend class StandInOwnerContext;
     bool m_available = true;
     bool m_passing = false;
-    QList<bool> m_outcomes;
+    enum Outcome { Refuse, Pass, Ask };
+    QList<Outcome> m_outcomes;
+    QString m_promptUser;
     QStringList m_reasons;
 };
 

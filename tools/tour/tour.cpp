@@ -5,7 +5,8 @@
 //
 // Without --origin it starts a local service of its own on a free loopback port. The owner's
 // device authentication is taken as passed and the portal's approval is given as a browser
-// would, so that the tour reaches the signed-in account. With --scheme it stands in for the
+// would, so that the tour reaches the signed-in account. On a service of its own it then shows
+// a failed load, the narrowest window and a load that never ends. With --scheme it stands in for the
 // desktop portal, preferring that colour scheme; run it on a bus of its own (dbus-run-session).
 
 #include "app/kelvrawindow.h"
@@ -20,6 +21,8 @@
 #include <QCoroTimer>
 #include <QDir>
 #include <QGuiApplication>
+#include <QHttpServerRequest>
+#include <QHttpServerResponder>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTimer>
@@ -31,6 +34,28 @@
 using namespace std::chrono_literals;
 
 namespace {
+
+// The local service, with some paths made to fail or to hang, for the screens that show it.
+class TourService : public LocalService
+{
+public:
+    using LocalService::LocalService;
+
+    QStringList failing;
+    QStringList hanging;
+
+protected:
+    void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder) override
+    {
+        const QString path = request.url().path();
+        if (failing.contains(path))
+            send(std::move(responder), error(503, QStringLiteral("Unavailable")));
+        else if (hanging.contains(path))
+            sendLater(std::move(responder), error(504, QStringLiteral("Late")), 1h);
+        else
+            LocalService::serve(request, std::move(responder));
+    }
+};
 
 QQuickItem *find(QQuickItem *item, const QString &name)
 {
@@ -47,13 +72,14 @@ class Tour
 {
 public:
     Tour(QQuickWindow *window, Workspace *workspace, StandInBrowser *browser, QDir out, Theme *theme,
-         std::optional<bool> dark)
+         std::optional<bool> dark, TourService *service)
         : m_window(window)
         , m_workspace(workspace)
         , m_browser(browser)
         , m_out(std::move(out))
         , m_theme(theme)
         , m_dark(dark)
+        , m_service(service)
     {}
 
     QCoro::Task<int> run()
@@ -100,10 +126,37 @@ public:
             scrollTo(proof);
         co_await settle(400ms);
         shoot("account-history");
+        if (m_service)
+            co_await faults();
         co_return m_failed ? 1 : 0;
     }
 
 private:
+    // Needs a service of the tour's own: a market feed that fails, the narrowest window, and a
+    // vault whose reply never comes.
+    QCoro::Task<> faults()
+    {
+        m_service->failing = {QStringLiteral("/market-data")};
+        m_workspace->showTab(Workspace::MarketsTab);
+        co_await m_workspace->reload(Workspace::MarketsTab);
+        co_await settle(400ms);
+        shoot("markets-failed");
+        m_service->failing.clear();
+
+        const QSize size = m_window->size();
+        m_window->resize(m_window->minimumWidth(), size.height());
+        m_workspace->showTab(Workspace::Home);
+        co_await m_workspace->reload(Workspace::Home);
+        co_await settle(600ms);
+        shoot("home-narrow");
+        m_window->resize(size);
+
+        m_service->hanging = {QStringLiteral("/contest/status")};
+        QCoro::connect(m_workspace->reload(Workspace::Home), m_window, [] {});
+        co_await settle(600ms);
+        shoot("home-busy");
+    }
+
     QQuickItem *item(const QString &name) { return find(m_window->contentItem(), name); }
 
     void scrollTo(QQuickItem *target)
@@ -148,6 +201,7 @@ private:
     QDir m_out;
     Theme *m_theme;
     std::optional<bool> m_dark;
+    TourService *m_service;
     bool m_failed = false;
 };
 
@@ -178,10 +232,10 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    std::unique_ptr<LocalService> service;
+    std::unique_ptr<TourService> service;
     QString origin = parser.value(QStringLiteral("origin"));
     if (origin.isEmpty()) {
-        service = std::make_unique<LocalService>(OwnerRecords(QDateTime::currentDateTimeUtc()), 15min);
+        service = std::make_unique<TourService>(OwnerRecords(QDateTime::currentDateTimeUtc()), 15min);
         if (!service->start())
             return 2;
         origin = service->origin();
@@ -212,7 +266,7 @@ int main(int argc, char *argv[])
                    parser.value(QStringLiteral("height")).toInt());
 
     auto *theme = kelvra.engine().singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
-    Tour tour(window, &kelvra.workspace(), &browser, out, theme, dark);
+    Tour tour(window, &kelvra.workspace(), &browser, out, theme, dark, service.get());
     int status = 1;
     QCoro::connect(tour.run(), &app, [&status](int result) {
         status = result;
