@@ -18,18 +18,18 @@ PushButton {
     leftPadding: 8
     rightPadding: 8
     contentItem: Label {
-        opacity: root.busy ? 0 : 1
         text: root.text
         textFormat: Text.PlainText
         font: root.font
-        color: Style.teal
+        // Transparent rather than hidden while busy: the button keeps its width.
+        color: root.busy ? "transparent" : Style.teal
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
-        Working {
-            anchors.centerIn: parent
-            shown: root.busy
-        }
+    }
+    Working {
+        anchors.centerIn: parent
+        shown: root.busy
     }
     FocusFrame {
         shown: root.visualFocus
