@@ -81,68 +81,10 @@ Page {
                 }
             }
 
-            Section {
-                objectName: "sessionSection"
-                title: "Session"
-                Label {
-                    objectName: "sessionStatus"
-                    Layout.fillWidth: true
-                    text: head.list.session.status
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.body
-                    wrapMode: Text.Wrap
-                }
-                Label {
-                    objectName: "matchCode"
-                    visible: head.list.session.code.length > 0
-                    text: "Match code: " + head.list.session.code
-                    textFormat: Text.PlainText
-                    font.pixelSize: Style.title2
-                    font.family: Style.monospace
-                }
-                // The same portal page for the phone's camera, while the sign-in waits: the
-                // owner's passkey is often on the phone, not on this desktop.
-                GridLayout {
-                    visible: head.list.session.approvalUrl.length > 0
-                    Layout.fillWidth: true
-                    columns: head.list.column >= 480 ? 2 : 1
-                    columnSpacing: 16
-                    rowSpacing: 6
-                    QrCode {
-                        objectName: "approvalQr"
-                        text: head.list.session.approvalUrl
-                        Layout.preferredWidth: 184
-                        Layout.preferredHeight: 184
-                        Accessible.role: Accessible.Graphic
-                        Accessible.name: "QR code of the approval address"
-                    }
-                    Footnote {
-                        text: "Scan this code with the phone that holds your passkey."
-                    }
-                }
-                AccentButton {
-                    objectName: "signIn"
-                    busy: head.list.session.starting
-                    text: "Sign in & connect app"
-                    onClicked: head.list.workspace.unlock()
-                }
-                AccentButton {
-                    objectName: "checkConnection"
-                    busy: head.list.session.checking
-                    text: "Check connection / refresh account"
-                    onClicked: head.list.session.checkTask()
-                }
-                AccentButton {
-                    objectName: "signOut"
-                    busy: head.list.session.signingOut
-                    visible: head.list.session.connected
-                    text: "Sign out"
-                    destructive: true
-                    onClicked: head.list.session.logoutTask()
-                }
-                Footnote {
-                    text: "Read-only account and history access. Payments require the passkey portal. Session ends with browser logout or expiry; restarting the app clears access."
-                }
+            SessionSection {
+                workspace: head.list.workspace
+                session: head.list.session
+                column: head.list.column
             }
             Section {
                 objectName: "walletSection"
