@@ -208,4 +208,11 @@ bool ReplyWatch::eventFilter(QObject *watched, QEvent *event)
     return false;
 }
 
+bool SocketWatch::eventFilter(QObject *, QEvent *event)
+{
+    if (event->type() == QEvent::SockAct)
+        m_last = sinceStart();
+    return false;
+}
+
 } // namespace probe

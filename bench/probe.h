@@ -109,4 +109,23 @@ private:
     std::function<void()> m_onFirstEvent;
 };
 
+// The owner's requests run on libcurl, driven by socket notifiers on the GUI thread: this keeps
+// the moment the GUI thread began its latest socket event, installed as an event filter of the
+// application. A transfer ends inside such an event, before anything that waited for it runs.
+class SocketWatch : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    double lastEventAt() const { return m_last; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    double m_last = -1;
+};
+
 } // namespace probe
