@@ -1,11 +1,13 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.Material
+import QtQuick.Controls.Material.impl
 import Kelvra.Core
 import Kelvra.Controls
 
 // A small spinner where a request is under way; a screen reader hears "Loading" there.
 BusyIndicator {
+    id: root
     property bool shown: false
 
     objectName: "working"
@@ -16,4 +18,13 @@ BusyIndicator {
     visible: shown
     Material.accent: Style.teal
     Accessible.name: "Loading"
+
+    // Material's own fades out for a quarter of a second after every request, drawing frames
+    // long after a quick one has ended: this one simply goes.
+    contentItem: BusyIndicatorImpl {
+        implicitWidth: root.Material.touchTarget
+        implicitHeight: root.Material.touchTarget
+        color: root.Material.accentColor
+        running: root.running
+    }
 }
