@@ -45,7 +45,7 @@ ApplicationWindow {
     }
     Shortcut {
         sequence: "Ctrl+F"
-        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) (markets.item as MarketScreen).focusSearch()
+        onActivated: if (window.workspace.showTab(Workspace.MarketsTab)) ((screens.itemAt(Workspace.MarketsTab) as Loader).item as MarketScreen).focusSearch()
     }
     Shortcut {
         sequence: "F5"
@@ -74,33 +74,26 @@ ApplicationWindow {
         Component.onCompleted: make()
     }
 
-    // The tabs' screens, at their tags' places.
+    // The tabs' screens, from the workspace's list of tabs, at their tags' places.
     StackLayout {
         objectName: "tabs"
         anchors.fill: parent
         visible: window.workspace.entered
         currentIndex: window.workspace.selectedTab
 
-        OnDemand {
-            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.Home
-            part: "qrc:/Kelvra/Home.qml"
-            initial: ({ workspace: window.workspace })
-        }
-        OnDemand {
-            id: markets
-            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.MarketsTab
-            part: "qrc:/Kelvra/MarketScreen.qml"
-            initial: ({ market: window.workspace.market })
-        }
-        OnDemand {
-            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.Trade
-            part: "qrc:/Kelvra/TradeLab.qml"
-            initial: ({ trade: window.workspace.trade })
-        }
-        OnDemand {
-            wanted: window.workspace.entered && window.workspace.selectedTab === Workspace.Account
-            part: "qrc:/Kelvra/Account.qml"
-            initial: ({ workspace: window.workspace })
+        Repeater {
+            id: screens
+            model: window.workspace.tabs
+            OnDemand {
+                id: screen
+                required property var modelData
+                part: "qrc:/Kelvra/" + screen.modelData.screen
+                wanted: screen.StackLayout.isCurrentItem && screen.StackLayout.layout.visible
+                initial: {
+                    const given = screen.modelData.given
+                    return { [given]: given === "workspace" ? window.workspace : window.workspace[given] }
+                }
+            }
         }
     }
 

@@ -62,11 +62,16 @@ void Workspace::setMessage(const QString &message)
 
 QVariantList Workspace::tabs()
 {
-    const auto tab = [](const char *title, const char *icon) {
+    const auto tab = [](const char *title, const char *icon, const char *screen, const char *given) {
         return QVariantMap{{QStringLiteral("title"), QString::fromLatin1(title)},
-                           {QStringLiteral("icon"), QString::fromLatin1(icon)}};
+                           {QStringLiteral("icon"), QString::fromLatin1(icon)},
+                           {QStringLiteral("screen"), QString::fromLatin1(screen)},
+                           {QStringLiteral("given"), QString::fromLatin1(given)}};
     };
-    return {tab("Home", "house"), tab("Markets", "chart"), tab("Trade", "arrows"), tab("Account", "person")};
+    return {tab("Home", "house", "Home.qml", "workspace"),
+            tab("Markets", "chart", "MarketScreen.qml", "market"),
+            tab("Trade", "arrows", "TradeLab.qml", "trade"),
+            tab("Account", "person", "Account.qml", "workspace")};
 }
 
 bool Workspace::showTab(int tab)

@@ -39,7 +39,9 @@ class Workspace : public QObject
     Q_PROPERTY(bool entered READ entered WRITE setEntered NOTIFY enteredChanged)
     // Changed only through showTab().
     Q_PROPERTY(int selectedTab READ selectedTab NOTIFY selectedTabChanged)
-    // The tabs in the order of their tags: maps with "title" and "icon" (a name under icons/).
+    // The tabs in the order of their tags, for the tab bar and the screens' stack: maps with
+    // "title", "icon" (a name under icons/), "screen" (its view) and "given" (the screen's one
+    // required property: "workspace", or the workspace's store of that name).
     Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
     Q_PROPERTY(QString message READ message WRITE setMessage NOTIFY messageChanged)
     // What the selected tab shows is being reloaded, by whomever it was asked.
