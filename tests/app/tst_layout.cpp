@@ -1,6 +1,7 @@
 #include "appharness.h"
 #include "quiet.h"
 
+#include <QRegularExpression>
 #include <QTest>
 #include <QtQuickTest/quicktest.h>
 
@@ -23,7 +24,8 @@ private slots:
                 QTest::addRow("%s, %d", names[screen + 1], width) << screen << width;
     }
 
-    // Each text shown fits its own box, and the box each box around it, up to the window.
+    // Each text shown fits its own box, and the box each box around it, up to the window. An
+    // amount or a time short enough for half the window is never broken before its unit.
     void fits()
     {
         QFETCH(int, screen);
@@ -36,6 +38,7 @@ private slots:
         const auto box = [](QQuickItem *item) {
             return item->mapRectToScene(QRectF(QPointF(), item->size()));
         };
+        const QRegularExpression unit(QStringLiteral("\\d (AM|PM|kUSD)$"));
         int texts = 0;
         QList<QQuickItem *> pending{app.window()->contentItem()};
         while (!pending.isEmpty()) {
@@ -49,6 +52,8 @@ private slots:
             ++texts;
             const QString what = item->property("text").toString();
             QVERIFY2(item->property("contentWidth").toReal() <= item->width() + 0.5, qPrintable(what));
+            if (unit.match(what).hasMatch() && item->implicitWidth() <= app.window()->width() / 2)
+                QVERIFY2(item->property("lineCount").toInt() == 1, qPrintable(what));
             const QRectF inner = box(item);
             for (QQuickItem *around = item->parentItem(); around; around = around->parentItem())
                 QVERIFY2(inner.left() >= box(around).left() - 0.5
