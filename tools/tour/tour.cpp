@@ -108,6 +108,7 @@ public:
         m_workspace->trade()->calculate();
         co_await settle(400ms);
         shoot("trade-lab");
+        co_await tradeStates();
 
         // The owner signs in: the gate, the sign-in waiting with its code, the portal approved in
         // the "browser", then a check.
@@ -155,6 +156,29 @@ private:
         QCoro::connect(m_workspace->reload(Workspace::Home), m_window, [] {});
         co_await settle(600ms);
         shoot("home-busy");
+    }
+
+    // The same quote three minutes on, calculated: its age says it is no longer fresh. Then, on
+    // a fresh quote, a fee out of range: the fee field is marked beside the preview's message.
+    QCoro::Task<> tradeStates()
+    {
+        TradeScreen *trade = m_workspace->trade();
+        trade->setClock([] { return QDateTime::currentDateTime().addSecs(180); });
+        trade->calculate();
+        co_await settle(400ms);
+        shoot("trade-stale");
+        trade->setClock({});
+        const QString fee = trade->fee();
+        trade->setFee(QStringLiteral("150"));
+        trade->calculate();
+        if (QQuickItem *field = item("fee"))
+            scrollTo(field);
+        co_await settle(400ms);
+        shoot("trade-invalid");
+        trade->setFee(fee);
+        trade->calculate();
+        if (QQuickItem *top = item("snapshotSection"))
+            scrollTo(top);
     }
 
     QQuickItem *item(const QString &name) { return find(m_window->contentItem(), name); }
