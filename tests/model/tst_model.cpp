@@ -42,8 +42,6 @@ private slots:
         QTest::addColumn<QString>("symbol");
         // The catalogue lookup is exact and case-sensitive; the symbol ends at the first dash.
         addRow("BTC-USD", "Bitcoin", "BTC");
-        addRow("ETH-USD", "Ethereum", "ETH");
-        addRow("SOL-USD", "Solana", "SOL");
         addRow("btc-usd", "btc-usd", "btc");
         addRow("BTC-USD-PERP", "BTC-USD-PERP", "BTC");
         addRow("BTC", "BTC", "BTC");
