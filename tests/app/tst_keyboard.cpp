@@ -87,7 +87,6 @@ private slots:
         addRow("Ctrl+4 on welcome", int(OnWelcome), "", "Ctrl+4", "entered:0; tab:0; asked:");
         addRow("Ctrl+F", int(OnAccount), "", "Ctrl+F, E, T, H", "tab:1; search:eth; asked:");
         addRow("F5 on Home", int(OnHome), "", "F5", "tab:0; asked:/contest/status /market-data");
-        addRow("F5 on Markets", int(OnMarkets), "", "F5", "tab:1; asked:/market-data");
         addRow("F5 on Trade", int(OnTrade), "", "F5", "tab:2; asked:/market-data");
         addRow("F5 on Account", int(AsOwner), "", "F5",
                "tab:3; asked:/api/account /api/history /contest/status /device/status");

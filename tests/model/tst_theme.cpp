@@ -1,4 +1,3 @@
-#include "model/brand.h"
 #include "model/theme.h"
 
 #include <QTest>
@@ -30,12 +29,6 @@ class TestTheme : public QObject
     }
 
 private slots:
-    void measure()
-    {
-        QCOMPARE(qRound(contrast(Qt::black, Qt::white) * 100), 2100);
-        QCOMPARE(contrast(Qt::white, Qt::white), 1.0);
-    }
-
     void textIsReadable_data()
     {
         QTest::addColumn<QColor>("text");
@@ -74,26 +67,6 @@ private slots:
         QCOMPARE(background.alpha(), 255);
         const double ratio = contrast(text, background);
         QVERIFY2(ratio >= least, qPrintable(QString::number(ratio, 'f', 2)));
-    }
-
-    // The brand's colours stay themselves: navy stays blue and dark under white text, teal stays
-    // the teal of its fills, red stays red.
-    void brandIsRecognisable_data()
-    {
-        QTest::addColumn<bool>("dark");
-        QTest::newRow("light") << false;
-        QTest::newRow("dark") << true;
-    }
-
-    void brandIsRecognisable()
-    {
-        QFETCH(bool, dark);
-        const Colours &c = dark ? Colours::dark() : Colours::light();
-        QCOMPARE(c.tealFill, teal());
-        QVERIFY(std::abs(c.navy.hslHue() - navy().hslHue()) < 10);
-        QVERIFY(std::abs(c.navyText.hslHue() - navy().hslHue()) < 10);
-        QVERIFY(std::abs(c.teal.hslHue() - teal().hslHue()) < 10);
-        QVERIFY(c.red.hslHue() < 10 || c.red.hslHue() > 350);
     }
 };
 

@@ -45,14 +45,9 @@ QString TestService::origin() const
     return m_http->origin();
 }
 
-void TestService::on(const QString &path, Script script)
-{
-    m_scripts.insert(path, std::move(script));
-}
-
 void TestService::on(const QString &path, const Answer &answer, std::chrono::milliseconds delay)
 {
-    on(path, [answer, delay](const Seen &) { return Reply{answer, delay}; });
+    m_replies.insert(path, Reply{answer, delay});
 }
 
 void TestService::onJson(const QString &path, const QJsonValue &value, int status)
@@ -62,7 +57,7 @@ void TestService::onJson(const QString &path, const QJsonValue &value, int statu
 
 void TestService::stall(const QString &path)
 {
-    on(path, [](const Seen &) { return Reply{{}, {}, true}; });
+    m_replies.insert(path, Reply{{}, {}, true});
 }
 
 QList<TestService::Seen> TestService::seen(const QString &path) const
@@ -104,17 +99,14 @@ void TestService::serve(const QHttpServerRequest &request, QHttpServerResponder 
     m_seen.append(seen);
     emit received(seen.path);
 
-    const auto script = m_scripts.constFind(seen.path);
-    if (script == m_scripts.constEnd()) {
+    const auto reply = m_replies.constFind(seen.path);
+    if (reply == m_replies.constEnd()) {
         LoopbackHttp::send(std::move(responder), Answer{404, {}, "text/plain", {}});
-        return;
-    }
-    Reply reply = (*script)(seen);
-    if (reply.stall) {
+    } else if (reply->stall) {
         m_stalled.push_back(std::make_shared<QHttpServerResponder>(std::move(responder)));
-    } else if (reply.delay.count() > 0) {
-        m_http->sendLater(std::move(responder), std::move(reply.answer), reply.delay);
+    } else if (reply->delay.count() > 0) {
+        m_http->sendLater(std::move(responder), reply->answer, reply->delay);
     } else {
-        LoopbackHttp::send(std::move(responder), reply.answer);
+        LoopbackHttp::send(std::move(responder), reply->answer);
     }
 }

@@ -7,7 +7,6 @@
 #include <QObject>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -32,23 +31,14 @@ public:
         std::optional<QByteArray> header(QByteArrayView name) const;
     };
 
-    struct Reply
-    {
-        Answer answer;
-        std::chrono::milliseconds delay{0};
-        // Never answer: the request waits until the client gives up.
-        bool stall = false;
-    };
-    using Script = std::function<Reply(const Seen &)>;
-
     TestService();
     ~TestService() override;
 
     QString origin() const;
 
-    void on(const QString &path, Script script);
     void on(const QString &path, const Answer &answer, std::chrono::milliseconds delay = {});
     void onJson(const QString &path, const QJsonValue &value, int status = 200);
+    // Never answers: the request waits until the client gives up.
     void stall(const QString &path);
 
     // A request of the test's own through the service and back, not recorded: what the app sent
@@ -68,7 +58,13 @@ private:
     void serve(const QHttpServerRequest &request, QHttpServerResponder &&responder);
 
     std::unique_ptr<Http> m_http;
-    QHash<QString, Script> m_scripts;
+    struct Reply
+    {
+        Answer answer;
+        std::chrono::milliseconds delay{0};
+        bool stall = false;
+    };
+    QHash<QString, Reply> m_replies;
     QList<Seen> m_seen;
     std::vector<std::shared_ptr<QHttpServerResponder>> m_stalled;
 };

@@ -1,19 +1,23 @@
 #include "localservice.h"
 #include "market/markets.h"
 #include "quiet.h"
+#include "vault/vaultbalance.h"
 
 #include <QCryptographicHash>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTest>
 
 #include <array>
+#include <functional>
 #include <map>
-#include <memory>
+#include <tuple>
 
 namespace {
 
@@ -22,6 +26,22 @@ constexpr char F[] = "Content-Type: application/x-www-form-urlencoded\r\n";
 // What a browser adds to a form it posts from one of the service's own pages.
 constexpr char B[] = "Origin: http://127.0.0.1:{port}\r\nSec-Fetch-Site: same-origin\r\n";
 constexpr std::chrono::milliseconds lifetime(60000);
+
+// How much the process may grow once warm. AddressSanitizer's allocator keeps freed blocks of
+// each size for reuse, quarantine or not, so it settles higher.
+#ifdef KELVRA_SANITIZED
+constexpr qint64 flatKb = 16384;
+#else
+constexpr qint64 flatKb = 4096;
+#endif
+
+qint64 residentKb()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    status.open(QIODevice::ReadOnly);
+    static const QRegularExpression rss(QStringLiteral(R"(VmRSS:\s+(\d+) kB)"));
+    return rss.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong();
+}
 
 QByteArray jsonText(const QJsonObject &object)
 {
@@ -178,14 +198,11 @@ private slots:
         const SignIn signIn = begin("localhost");
         QCOMPARE(claim(signIn).object(), QJsonObject({{"pending", true}}));
         QCOMPARE(decide(signIn, "approve"), 200);
-        // Decided once; a wrong verifier is refused and leaves the sign-in to its rightful claimer.
+        // Decided once, claimed once.
         QCOMPARE(send("POST " + signIn["portal"].toString().toLatin1(), F,
                       "decision=deny&token=" + signIn["form"].toString().toLatin1())
                      .status(),
                  409);
-        SignIn forged = signIn;
-        forged["verifier"] = "wrong";
-        QCOMPARE(claim(forged).status(), 403);
         const QJsonObject session = claim(signIn).object();
         const QByteArray token = session["token"].toString().toLatin1();
         QVERIFY(!token.isEmpty());
@@ -207,33 +224,19 @@ private slots:
         QCOMPARE(claim(denied).status(), 403);
     }
 
-    // Every call moves each pair, with bid and ask strictly either side of the price.
-    void marketMoves()
+    // The snapshot and the vault as the app reads them; the demo page's switch with its token.
+    void wire()
     {
-        QList<Quote> previous;
-        for (int round = 0; round < 6; ++round) {
-            const QList<Quote> quotes = Markets::parse(get("/market-data").object()).value_or(QList<Quote>());
-            QCOMPARE(quotes.size(), 3);
-            for (int i = 0; i < 3; ++i) {
-                const Quote &q = quotes.at(i);
-                QVERIFY(q.bid() < q.price() && q.price() < q.ask());
-                QVERIFY(q.low() <= q.price() && q.price() <= q.high());
-                QVERIFY(previous.isEmpty() || q.price() != previous.at(i).price());
-            }
-            previous = quotes;
-        }
-    }
-
-    void permissionSwitch()
-    {
+        QCOMPARE(Markets::parse(get("/market-data").object()).value_or(QList<Quote>()).size(), 3);
         for (const bool active : {false, true}) {
             const QByteArray token = formToken(get("/demo.html")).toLatin1();
-            const Reply set = send("POST /contest/permission", QByteArray(F) + B,
-                                   (active ? "active=true&token=" : "active=false&token=") + token);
-            QVERIFY(set.status() == 303 && set.header("Location") == "/demo.html");
-            QCOMPARE(get("/contest/status").object()["active"], QJsonValue(active));
-            // The demo page offers the opposite switch.
-            QVERIFY(get("/demo.html").body().contains(active ? R"(value="false")" : R"(value="true")"));
+            QCOMPARE(send("POST /contest/permission", QByteArray(F) + B,
+                          (active ? "active=true&token=" : "active=false&token=") + token)
+                         .status(),
+                     303);
+            QCOMPARE(VaultBalance::texts(get("/contest/status").object()).status,
+                     active ? "Permission enabled; expiry and limits still apply"
+                            : "Permission revoked · agent cannot spend");
         }
     }
 
@@ -249,9 +252,7 @@ private slots:
         const QString none;
         const QString hex(64, u'a');
         addRow("start: not JSON", "POST /device/start", J, "{challenge:", 400);
-        addRow("start: an array", "POST /device/start", J, "[]", 400);
         addRow("start: no challenge", "POST /device/start", J, "{}", 400);
-        addRow("start: challenge a number", "POST /device/start", J, start(12), 400);
         addRow("start: upper-case challenge", "POST /device/start", J, start(hex.toUpper()), 400);
         addRow("start: 63 digits", "POST /device/start", J, start(hex.left(63)), 400);
         addRow("start: sent as text", "POST /device/start", "Content-Type: text/plain\r\n", start(hex), 415);
@@ -263,10 +264,8 @@ private slots:
         addRow("start: GET", "GET /device/start", none, none, 405);
         addRow("claim: unknown id", "POST /device/claim", J, R"({"id":"nobody","verifier":"x"})", 404);
         addRow("claim: no verifier", "POST /device/claim", J, R"({"id":"{id}"})", 400);
-        addRow("claim: verifier a number", "POST /device/claim", J, R"({"id":"{id}","verifier":5})", 400);
         addRow("claim: wrong verifier", "POST /device/claim", J, R"({"id":"{id}","verifier":"x"})", 403);
         addRow("status: no token", "GET /device/status", none, none, 401);
-        addRow("status: unknown token", "GET /device/status", "Authorization: Bearer nobody\r\n", none, 401);
         addRow("status: Basic scheme", "GET /device/status", "Authorization: Basic {live}\r\n", none, 401);
         addRow("account: expired token", "GET /api/account", token.arg("expired"), none, 401);
         addRow("receipt: unknown id", "GET /api/receipt/pay_nothing", token.arg("live"), none, 404);
@@ -275,11 +274,8 @@ private slots:
         addRow("portal: unknown id", "GET /portal/nobody", none, none, 404);
         addRow("portal: approve unknown id", "POST /portal/nobody", F, "decision=approve&token={form}", 404);
         addRow("portal: odd decision", "POST /portal/{id}", F, "decision=maybe&token={form}", 400);
-        addRow("portal: no decision", "POST /portal/{id}", F, "other=1&token={form}", 400);
         addRow("portal: two decisions", "POST /portal/{id}", F, "decision=deny&decision=approve&token={form}",
                400);
-        addRow("portal: sent as JSON", "POST /portal/{id}", J, R"({"decision":"approve","token":"{form}"})",
-               415);
         // Another site's page that posts a form here, knowing the sign-in's id.
         const QString browser = QString(F) + B;
         const QString approve = "decision=approve&token={form}";
@@ -296,7 +292,6 @@ private slots:
                F + QString("Sec-Fetch-Site: cross-site\r\n"), approve, 403);
         addRow("portal: Sec-Fetch-Site same-site", "POST /portal/{id}",
                F + QString("Sec-Fetch-Site: same-site\r\n"), approve, 403);
-        addRow("permission: odd value", "POST /contest/permission", F, "active=yes&token={demo}", 400);
         addRow("permission: no token", "POST /contest/permission", browser, "active=false", 403);
         addRow("permission: wrong token", "POST /contest/permission", browser, "active=false&token={form}",
                403);
@@ -304,7 +299,6 @@ private slots:
                F + QString("Origin: http://evil.example\r\n"), "active=false&token={demo}", 403);
         addRow("permission: Sec-Fetch-Site same-site", "POST /contest/permission",
                F + QString("Sec-Fetch-Site: same-site\r\n"), "active=false&token={demo}", 403);
-        addRow("market data: POST", "POST /market-data", none, none, 405);
         addRow("unknown path", "GET /device/nothing", none, none, 404);
         // A page elsewhere whose host name resolves to 127.0.0.1 must not reach the service.
         addRow("foreign host", "GET /market-data", "Host: rebound.example:{port}\r\n", none, 421);
@@ -336,38 +330,74 @@ private slots:
     // Connections beyond the cap are closed as they come; one that sends nothing is closed.
     void connections()
     {
-        const auto limited = [](int most, std::chrono::milliseconds idle) {
-            auto service =
-                std::make_unique<LocalService>(OwnerRecords(QDateTime::currentDateTimeUtc()), lifetime);
-            service->setConnectionLimits(most, idle);
-            return service->start() ? std::move(service) : nullptr;
-        };
-        const auto reach = [](QTcpSocket &socket, const LocalService &service) {
-            socket.connectToHost(QHostAddress::LocalHost, service.port());
-            return socket.waitForConnected();
-        };
-        const auto capped = limited(2, std::chrono::hours(1));
-        QVERIFY(capped);
-        std::array<QTcpSocket, 3> sockets;
-        for (QTcpSocket &socket : sockets)
-            QVERIFY(reach(socket, *capped));
-        QSignalSpy third(&sockets[2], &QTcpSocket::disconnected);
-        QVERIFY(third.wait());
+        LocalService capped(OwnerRecords(QDateTime::currentDateTimeUtc()), lifetime);
+        LocalService idling(OwnerRecords(QDateTime::currentDateTimeUtc()), lifetime);
+        capped.setConnectionLimits(2, std::chrono::hours(1));
+        idling.setConnectionLimits(8, std::chrono::milliseconds(200));
+        QVERIFY(capped.start() && idling.start());
+        std::array<QTcpSocket, 4> sockets; // three to the capped service, a silent one to the other
+        for (int i = 0; i < 4; ++i) {
+            sockets[i].connectToHost(QHostAddress::LocalHost, (i < 3 ? capped : idling).port());
+            QVERIFY(sockets[i].waitForConnected());
+        }
+        QTRY_VERIFY(sockets[2].state() == QAbstractSocket::UnconnectedState
+                    && sockets[3].state() == QAbstractSocket::UnconnectedState);
+        QVERIFY(sockets[3].readAll().isEmpty());
         // The two within the cap are served.
         sockets[0].write("GET /contest/status HTTP/1.1\r\nHost: 127.0.0.1:"
-                         + QByteArray::number(capped->port()) + "\r\n\r\n");
+                         + QByteArray::number(capped.port()) + "\r\n\r\n");
         QByteArray answer;
         QTRY_VERIFY((answer += sockets[0].readAll()).size() > 12);
         QVERIFY2(answer.startsWith("HTTP/1.1 200 "), answer.constData());
         QCOMPARE(sockets[1].state(), QAbstractSocket::ConnectedState);
+    }
 
-        const auto idling = limited(8, std::chrono::milliseconds(200));
-        QVERIFY(idling);
-        QTcpSocket silent;
-        QVERIFY(reach(silent, *idling));
-        QSignalSpy closed(&silent, &QTcpSocket::disconnected);
-        QVERIFY(closed.wait());
-        QVERIFY(silent.readAll().isEmpty());
+    // Good and bad requests through Qt's kept-alive connections: each gets its status, and once
+    // warm the process (the service and its client) stays flat. The pace is the benchmark's.
+    void load()
+    {
+        const QList<std::tuple<QByteArray, QByteArray, int>> mix{
+            {"/market-data", {}, 200},
+            {"/contest/status", {}, 200},
+            {"/device/start", "{challenge:", 400},
+            {"/device/claim", R"({"id":"nobody","verifier":"00"})", 404},
+            {"/api/history", {}, 401},
+            {"/nothing", {}, 404}};
+        QNetworkAccessManager client;
+        // Eight requests in flight at a time, until `count` have been answered; how many got
+        // another status than theirs.
+        const auto round = [&](int count) {
+            int sent = 0;
+            int answered = 0;
+            int wrong = 0;
+            std::function<void()> next = [&] {
+                const auto &[path, body, status] = mix[sent++ % mix.size()];
+                QNetworkRequest request(QUrl("http://127.0.0.1:" + m_held["port"] + path));
+                request.setRawHeader("Authorization", "Bearer nobody");
+                request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+                QNetworkReply *reply = body.isEmpty() ? client.get(request) : client.post(request, body);
+                connect(reply, &QNetworkReply::finished, this, [&, reply, status = status] {
+                    wrong += reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != status;
+                    ++answered;
+                    reply->deleteLater();
+                    if (sent < count)
+                        next();
+                });
+            };
+            for (int i = 0; i < 8; ++i)
+                next();
+            // However long it takes: ctest's time-out stops a hang.
+            while (answered < count) {
+                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+                QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            }
+            return wrong;
+        };
+        QCOMPARE(round(2000), 0); // warm-up
+        const qint64 warm = residentKb();
+        QCOMPARE(round(8000), 0);
+        const qint64 grown = residentKb() - warm;
+        QVERIFY2(warm > 0 && grown < flatKb, qPrintable(QString::number(grown)));
     }
 
     // The benchmark asks for the largest history the app takes: exactly that size, every payment whole.
