@@ -190,13 +190,9 @@ private slots:
         addRow("usable password", here, usable, "", true);
         addRow("no password", here, says("%s NP 05/20/2025 0 99999 7 -1"), "", false);
         addRow("locked", here, says("%s L 05/20/2025 0 99999 7 -1"), "", false);
-        addRow("locked, long form", here, says("%s LK 2025-05-20 (Password locked.)"), "", false);
-        addRow("service in a later directory", QStringList{"/nonexistent", m_services}, usable, "", true);
         addRow("service not installed", QStringList{"/nonexistent"}, usable, "", false);
         addRow("status fails: the stack decides", here, QStringList{"/bin/false"}, "", true);
-        addRow("no status program", here, QStringList{"/nonexistent/passwd", "-S"}, "", true);
         addRow("another account's status is not ours", here, says("someone-else L 05/20/2025"), "", true);
-        addRow("unknown status letter", here, says("%s X 05/20/2025"), "", true);
         addRow("status read in the C locale", here, sh(R"([ "$LC_ALL" = C ] && s=P || s=L; echo "$1 $s 1")"),
                "", true);
         addRow("slow status: the event loop goes on, the answer stands", here, held, "held", false);
