@@ -24,11 +24,6 @@ QByteArray jsonText(const QJsonObject &object)
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-QByteArray bearer(const QByteArray &token)
-{
-    return token.isEmpty() ? QByteArray() : "Authorization: Bearer " + token + "\r\n";
-}
-
 // A device sign-in under way as the app holds it: the service's answer to the start ("id",
 // "code", "approvalUrl"), the "verifier" and the "portal" page's path.
 using SignIn = QJsonObject;
@@ -96,7 +91,7 @@ class TestLocalService : public QObject
         loop.exec();
         return reply;
     }
-    Reply get(QByteArray path, QByteArray token = {}) { return send("GET " + path, bearer(token)); }
+    Reply get(const QByteArray &path) { return send("GET " + path); }
     Reply claim(const SignIn &signIn)
     {
         return send("POST /device/claim", J,
@@ -123,22 +118,18 @@ class TestLocalService : public QObject
         return hidden.match(QString::fromUtf8(page.body())).captured(1);
     }
 
-    // Opens the portal page and presses one of its buttons as a browser would; the status of that
-    // post, or 0 unless the page is a form that shows the match code and cannot be framed.
-    int decide(const SignIn &signIn, const QString &choice)
+    // Opens the portal page and approves as a browser would; the status of that post, or 0 unless
+    // the page shows the match code and cannot be framed.
+    int approve(const SignIn &signIn)
     {
-        const Reply page = get(signIn["portal"].toString().toLatin1());
-        const auto form =
-            QRegularExpression(QStringLiteral(R"re(<form method="post" action="([^"]+)">.*)re"
-                                              R"re(<button type="submit" name="([^"]+)" value="%1">)re")
-                                   .arg(choice))
-                .match(QString::fromUtf8(page.body()));
+        const QByteArray portal = signIn["portal"].toString().toLatin1();
+        const Reply page = get(portal);
         const QByteArray code = signIn["code"].toString().toUtf8();
         if (!page.header("Content-Type").startsWith("text/html") || page.header("X-Frame-Options") != "DENY"
-            || code.isEmpty() || !page.body().contains(code) || !form.hasMatch() || formToken(page).isEmpty())
+            || code.isEmpty() || !page.body().contains(code))
             return 0;
-        return send("POST " + form.captured(1).toLatin1(), QByteArray(F) + B,
-                    (form.captured(2) + '=' + choice + "&token=" + formToken(page)).toLatin1())
+        return send("POST " + portal, QByteArray(F) + B,
+                    "decision=approve&token=" + formToken(page).toLatin1())
             .status();
     }
 
@@ -147,8 +138,7 @@ class TestLocalService : public QObject
     {
         const SignIn signIn = begin();
         m_held["done"] = jsonText({{"id", signIn["id"]}, {"verifier", signIn["verifier"]}});
-        return decide(signIn, "approve") == 200 ? claim(signIn).object()["token"].toString().toLatin1()
-                                                : QByteArray();
+        return approve(signIn) == 200 ? claim(signIn).object()["token"].toString().toLatin1() : QByteArray();
     }
 
 private slots:
@@ -159,7 +149,7 @@ private slots:
         m_held["port"] = QByteArray::number(m_service.port());
         m_held["expired"] = signedIn();
         m_held["out"] = signedIn();
-        QCOMPARE(send("POST /device/logout", bearer(m_held["out"])).status(), 200);
+        QCOMPARE(send("POST /device/logout", "Authorization: Bearer {out}\r\n").status(), 200);
         m_now += lifetime.count(); // what was issued so far has expired
     }
 
@@ -179,33 +169,30 @@ private slots:
         addRow("claim: wrong verifier", "POST /device/claim", J, R"({"id":"{id}","verifier":"x"})", 403);
         addRow("claim: claimed already", "POST /device/claim", J, "{done}", 409);
         addRow("status: no token", "GET /device/status", none, none, 401);
+        addRow("status: Basic scheme", "GET /device/status", "Authorization: Basic {live}\r\n", none, 401);
         addRow("account: expired token", "GET /api/account", token.arg("expired"), none, 401);
         addRow("history: signed-out token", "GET /api/history", token.arg("out"), none, 401);
         // Another site's page that posts a form here, knowing the sign-in's id.
         const QString browser = QString(F) + B;
+        const auto with = [](const char *line) { return QString(F) + line + "\r\n"; };
+        const QString portal = QStringLiteral("POST /portal/{id}");
         const QString approve = "decision=approve&token={form}";
-        addRow("portal: no token", "POST /portal/{id}", browser, "decision=approve", 403);
-        addRow("portal: wrong token", "POST /portal/{id}", browser, "decision=approve&token=0{form}", 403);
-        addRow("portal: another sign-in's token", "POST /portal/{id}", browser,
-               "decision=approve&token={other}", 403);
-        addRow("portal: decided already", "POST {decided}", browser, "decision=deny&token={decidedForm}",
-               409);
-        addRow("portal: cross-site Origin", "POST /portal/{id}",
-               F + QString("Origin: http://evil.example\r\n"), approve, 403);
-        addRow("portal: hidden Origin", "POST /portal/{id}", F + QString("Origin: null\r\n"), approve, 403);
-        addRow("portal: Origin on another port", "POST /portal/{id}",
-               F + QString("Origin: http://127.0.0.1:1\r\n"), approve, 403);
-        addRow("portal: Sec-Fetch-Site cross-site", "POST /portal/{id}",
-               F + QString("Sec-Fetch-Site: cross-site\r\n"), approve, 403);
-        addRow("portal: Sec-Fetch-Site same-site", "POST /portal/{id}",
-               F + QString("Sec-Fetch-Site: same-site\r\n"), approve, 403);
-        addRow("permission: no token", "POST /contest/permission", browser, "active=false", 403);
-        addRow("permission: wrong token", "POST /contest/permission", browser, "active=false&token={form}",
+        addRow("portal: no token", portal, browser, "decision=approve", 403);
+        addRow("portal: wrong token", portal, browser, "decision=approve&token=0{form}", 403);
+        addRow("portal: another sign-in's token", portal, browser, "decision=approve&token={other}", 403);
+        addRow("portal: decided already", "POST {past}", browser, "decision=deny&token={pastForm}", 409);
+        addRow("portal: cross-site Origin", portal, with("Origin: http://evil.example"), approve, 403);
+        addRow("portal: hidden Origin", portal, with("Origin: null"), approve, 403);
+        addRow("portal: Origin on another port", portal, with("Origin: http://127.0.0.1:1"), approve, 403);
+        addRow("portal: Sec-Fetch-Site cross-site", portal, with("Sec-Fetch-Site: cross-site"), approve, 403);
+        addRow("portal: Sec-Fetch-Site same-site", portal, with("Sec-Fetch-Site: same-site"), approve, 403);
+        const QString permission = QStringLiteral("POST /contest/permission");
+        const QString demo = "active=false&token={demo}";
+        addRow("permission: no token", permission, browser, "active=false", 403);
+        addRow("permission: wrong token", permission, browser, "active=false&token={form}", 403);
+        addRow("permission: cross-site Origin", permission, with("Origin: http://evil.example"), demo, 403);
+        addRow("permission: Sec-Fetch-Site same-site", permission, with("Sec-Fetch-Site: same-site"), demo,
                403);
-        addRow("permission: cross-site Origin", "POST /contest/permission",
-               F + QString("Origin: http://evil.example\r\n"), "active=false&token={demo}", 403);
-        addRow("permission: Sec-Fetch-Site same-site", "POST /contest/permission",
-               F + QString("Sec-Fetch-Site: same-site\r\n"), "active=false&token={demo}", 403);
         // A page elsewhere whose host name resolves to 127.0.0.1 must not reach the service.
         addRow("foreign host", "GET /market-data", "Host: rebound.example:{port}\r\n", none, 421);
     }
@@ -219,9 +206,9 @@ private slots:
         m_held["id"] = waiting["id"].toString().toLatin1();
         m_held["form"] = waiting["form"].toString().toLatin1();
         const SignIn decided = begin();
-        m_held["decided"] = decided["portal"].toString().toLatin1();
-        m_held["decidedForm"] = decided["form"].toString().toLatin1();
-        QCOMPARE(decide(decided, "approve"), 200);
+        m_held["past"] = decided["portal"].toString().toLatin1();
+        m_held["pastForm"] = decided["form"].toString().toLatin1();
+        QCOMPARE(approve(decided), 200);
         m_held["other"] = begin()["form"].toString().toLatin1();
         m_held["demo"] = formToken(get("/demo.html")).toLatin1();
         m_held["live"] = signedIn();
@@ -232,7 +219,7 @@ private slots:
         QVERIFY(reply.status() != 401 || reply.header("WWW-Authenticate") == "Bearer");
         // Refused, it changed nothing: the waiting sign-in is still undecided, the session live.
         QCOMPARE(claim(waiting).object(), QJsonObject({{"pending", true}}));
-        QCOMPARE(get("/device/status", m_held["live"]).status(), 200);
+        QCOMPARE(send("GET /device/status", "Authorization: Bearer {live}\r\n").status(), 200);
         QCOMPARE(m_service.agentActive(), active);
     }
 
