@@ -1,4 +1,3 @@
-#include "account/historylist.h"
 #include "market/markets.h"
 #include "model/quote.h"
 #include "model/received.h"
@@ -6,10 +5,8 @@
 #include "model/snapshot.h"
 #include "model/stamp.h"
 #include "owner/ownerclient.h"
-#include "owner/ownersession.h"
 #include "quiet.h"
 #include "trade/snapshotrows.h"
-#include "unlock/ownerprompt.h"
 #include "vault/vaultbalance.h"
 
 #include <QTest>
@@ -19,11 +16,6 @@
 namespace {
 
 const QDateTime at(QDate(2025, 5, 1), QTime(14, 5, 9), Qt::LocalTime);
-
-Quote quoteAt(const QString &time)
-{
-    return Quote(QStringLiteral("BTC-USD"), 64000.5, 1.234, 66000, 64000, 1234.5678, 64990, 65010, time);
-}
 
 } // namespace
 
@@ -55,8 +47,6 @@ private slots:
         // The whole text is the date-time: nothing before or after it, a final line feed included.
         QTest::newRow("line feed after") << QString("2025-05-01T12:34:56Z\n") << qint64(-1);
         QTest::newRow("blank before") << QString(" 2025-05-01T12:34:56.789Z") << qint64(-1);
-        QTest::newRow("letter after an offset") << QString("2025-05-01T14:34:56+02:00x") << qint64(-1);
-        QTest::newRow("NUL after") << QString("2025-05-01T12:34:56Z") + QChar(0) << qint64(-1);
     }
 
     void stamps()
@@ -109,14 +99,9 @@ private slots:
         const bool takenThere = snapshotObject(body).has_value();
         std::setlocale(LC_NUMERIC, saved.constData());
         QCOMPARE(takenThere, taken);
-        Received received;
-        received.status = 200;
-        received.body = body;
-        const RequestResult answer = judgeReply(received, false);
-        if (taken)
-            QVERIFY(std::holds_alternative<QJsonObject>(answer));
-        else
-            QVERIFY(std::holds_alternative<QJsonParseError>(std::get<RequestError>(answer)));
+        const RequestResult answer = judgeReply({.body = body, .status = 200}, false);
+        QVERIFY(taken ? std::holds_alternative<QJsonObject>(answer)
+                      : std::holds_alternative<QJsonParseError>(std::get<RequestError>(answer)));
     }
 
     // The four regions the suite runs under, and how each writes 64000.5 US dollars, 14:05 as a
@@ -149,10 +134,10 @@ private slots:
         // several).
         const QString stamped = at.toUTC().toString(Qt::ISODate);
         if (QLocale::system().name() == region) {
-            const SnapshotRows rows = snapshotRows(quoteAt(stamped));
-            QCOMPARE((QStringList{rows.lastTrade, shortTime(at), rows.time,
-                                  HistoryList::dateLine({{"created", stamped}})}),
-                     (QStringList{usd, time, dateTime, dateTime}));
+            // A payment's date is the account rows' test's, in each region written out.
+            const SnapshotRows rows = snapshotRows(Quote("BTC-USD", 64000.5, 0, 1, 1, 0, 1, 1, stamped));
+            QCOMPARE((QStringList{rows.lastTrade, shortTime(at), rows.time}),
+                     (QStringList{usd, time, dateTime}));
         }
     }
 };
