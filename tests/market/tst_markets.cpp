@@ -70,6 +70,8 @@ private slots:
         QFETCH(QStringList, pairs);
         QFETCH(int, status);
         Markets markets(&client, Service{service.origin()});
+        QuoteList list; // follows the store, duplicates and all
+        list.setMarket(&markets);
         // Quotes a refused snapshot must not leave on show, a 304 included.
         service.on("/market-data", {200, snapshot(threeRows)});
         QCoro::waitFor(markets.load());
@@ -81,6 +83,7 @@ private slots:
         for (const Quote &q : markets.quotes())
             got << q.pair();
         QCOMPARE(got, pairs);
+        QCOMPARE(list.rowCount(), pairs.size());
         QCOMPARE(markets.status() == unavailable, pairs.isEmpty());
     }
 
