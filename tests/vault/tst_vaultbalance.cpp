@@ -11,11 +11,9 @@
 
 namespace {
 
-const QString path = QStringLiteral("/contest/status");
-const QString dash = QStringLiteral("—");
 const QString enabled = QStringLiteral("Permission enabled; expiry and limits still apply");
 const QString revoked = QStringLiteral("Permission revoked · agent cannot spend");
-const QStringList failed{dash, dash, QStringLiteral("Balance unavailable. Refresh to retry.")};
+const QStringList failed{"—", "—", "Balance unavailable. Refresh to retry."};
 
 // The example reply with some keys set to other values.
 QByteArray answer(std::initializer_list<std::pair<QString, QJsonValue>> changes = {})
@@ -66,7 +64,7 @@ private slots:
     {
         QFETCH(QByteArray, body);
         QFETCH(int, status);
-        service.on(path, {status, body});
+        service.on("/contest/status", {status, body});
         VaultBalance vault(&client, Service{service.origin()});
         QCoro::waitFor(vault.load());
         QTEST((QStringList{vault.balance(), vault.budget(), vault.status()}), "shown");
