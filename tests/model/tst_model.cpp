@@ -13,12 +13,6 @@
 
 #include <clocale>
 
-namespace {
-
-const QDateTime at(QDate(2025, 5, 1), QTime(14, 5, 9), Qt::LocalTime);
-
-} // namespace
-
 class TestModel : public QObject
 {
     Q_OBJECT
@@ -122,6 +116,7 @@ private slots:
     void regionTexts()
     {
         const QString region = QTest::currentDataTag();
+        const QDateTime at(QDate(2025, 5, 1), QTime(14, 5, 9), Qt::LocalTime);
         QFETCH(QString, usd);
         QFETCH(QString, time);
         QFETCH(QString, dateTime);
