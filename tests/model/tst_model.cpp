@@ -1,59 +1,23 @@
-#include "account/historylist.h"
-#include "app/workspace.h"
-#include "commalocale.h"
 #include "market/markets.h"
-#include "model/number.h"
 #include "model/quote.h"
 #include "model/received.h"
 #include "model/regionformat.h"
 #include "model/snapshot.h"
 #include "model/stamp.h"
 #include "owner/ownerclient.h"
-#include "owner/ownersession.h"
 #include "quiet.h"
 #include "trade/snapshotrows.h"
-#include "unlock/ownerprompt.h"
 #include "vault/vaultbalance.h"
 
 #include <QTest>
 
 #include <clocale>
 
-namespace {
-
-const QDateTime at(QDate(2025, 5, 1), QTime(14, 5, 9), Qt::LocalTime);
-
-Quote quoteAt(const QString &time)
-{
-    return Quote(QStringLiteral("BTC-USD"), 64000.5, 1.234, 66000, 64000, 1234.5678, 64990, 65010, time);
-}
-
-} // namespace
-
 class TestModel : public QObject
 {
     Q_OBJECT
 
 private slots:
-    // Each row is named by the text it reads.
-    void quoteNames_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("symbol");
-        // The catalogue lookup is exact and case-sensitive; the symbol ends at the first dash.
-        addRow("BTC-USD", "Bitcoin", "BTC");
-        addRow("btc-usd", "btc-usd", "btc");
-        addRow("BTC-USD-PERP", "BTC-USD-PERP", "BTC");
-        addRow("BTC", "BTC", "BTC");
-    }
-
-    void quoteNames()
-    {
-        const Quote quote(QTest::currentDataTag(), 1, 0, 1, 1, 0, 1, 1, QString());
-        QTEST(quote.name(), "name");
-        QTEST(quote.symbol(), "symbol");
-    }
-
     void stamps_data()
     {
         QTest::addColumn<QString>("text");
@@ -75,20 +39,8 @@ private slots:
               "2025-05-01T12:34:56+24:00", "2025-05-0\u0661T12:34:56Z"})
             add(text, -1);
         // The whole text is the date-time: nothing before or after it, a final line feed included.
-        const std::pair<const char *, QString> extras[] = {{"line feed", "\n"},
-                                                           {"CR LF", "\r\n"},
-                                                           {"blank", " "},
-                                                           {"tab", "\t"},
-                                                           {"letter", "x"},
-                                                           {"NUL", QString(QChar(0))},
-                                                           {"no-break space", "\u00a0"}};
-        for (const auto &[name, extra] : extras) {
-            for (const QString time :
-                 {"2025-05-01T12:34:56Z", "2025-05-01T12:34:56.789Z", "2025-05-01T14:34:56+02:00"}) {
-                QTest::addRow("%s after %s", name, qPrintable(time)) << time + extra << qint64(-1);
-                QTest::addRow("%s before %s", name, qPrintable(time)) << extra + time << qint64(-1);
-            }
-        }
+        QTest::newRow("line feed after") << QString("2025-05-01T12:34:56Z\n") << qint64(-1);
+        QTest::newRow("blank before") << QString(" 2025-05-01T12:34:56.789Z") << qint64(-1);
     }
 
     void stamps()
@@ -119,20 +71,12 @@ private slots:
         QTest::newRow("white space around") << " \t\r\n" + body("1") + "\n" << true;
         // A byte order mark may be ignored (RFC 8259, 8.1).
         QTest::newRow("byte order mark") << "\xef\xbb\xbf" + body("1") << true;
-        // Qt's reader takes the first twelve.
-        for (const char *value :
-             {".5",       "-.5",       "1.",       "1.e5",         "\"a\tb\"",         "\"a\nb\"",
-              "\"\x1f\"", "\"\\x41\"", "\"\\'\"",  "\"\\ud800\"",  "\"\\udc00\"",      "\"\\ud800a\"",
-              "+1",       "01",        "0x10",     "NaN",          "-Infinity",        "1e400",
-              "[1,]",     "'a'",       "\"\xff\"", "\"\xc0\xaf\"", "\"\xed\xa0\x80\"", "1/*c*/",
-              "True"})
+        // Each taken by Qt's reader; what it refuses itself, as the last, every reader refuses.
+        for (const char *value : {".5", "-.5", "1.", "1.e5", "\"a\tb\"", "\"a\nb\"", "\"\x1f\"", "\"\\x41\"",
+                                  "\"\\'\"", "\"\\ud800\"", "\"\\udc00\"", "\"\\ud800a\""})
             QTest::newRow(name(value)) << body(value) << false;
         QTest::newRow("NUL inside a text") << body(QByteArray("\"a\0b\"", 5)) << false;
-        QTest::newRow("NUL after") << body("1") + '\0' << false;
-        QTest::newRow("comment after") << body("1") + "//" << false;
-        QTest::newRow("trailing comma") << body("1").chopped(1) + ",}" << false;
         QTest::newRow("garbage after") << body("1") + "x" << false;
-        QTest::newRow("form feed before") << '\f' + body("1") << false;
     }
 
     void strictJson()
@@ -149,64 +93,9 @@ private slots:
         const bool takenThere = snapshotObject(body).has_value();
         std::setlocale(LC_NUMERIC, saved.constData());
         QCOMPARE(takenThere, taken);
-        Received received;
-        received.status = 200;
-        received.body = body;
-        const RequestResult answer = judgeReply(received, false);
-        if (taken)
-            QVERIFY(std::holds_alternative<QJsonObject>(answer));
-        else
-            QVERIFY(std::holds_alternative<QJsonParseError>(std::get<RequestError>(answer)));
-    }
-
-    void numbers_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("read"); // "-": refused
-        // Infinity and NaN are numbers here; the callers refuse them as not finite.
-        const char *const rows[][2] = {{"1e2", "100"}, {"100.", "100"}, {".5", "0.5"},  {"+100", "100"},
-                                       {"-5", "-5"},   {"0x10", "16"},  {"inf", "inf"}, {"NaN", "nan"}};
-        for (const auto &row : rows)
-            QTest::newRow(row[0]) << QString(row[0]) << QString(row[1]);
-        for (const char *text : {"", "1,5", "10%", " 100", "\t100", "100 ", "\u0661\u0662"})
-            QTest::newRow(text) << QString::fromUtf8(text) << "-";
-        QTest::newRow("embedded NUL") << QString(QStringLiteral("1") + QChar(0) + QStringLiteral("2")) << "-";
-    }
-
-    // Read alike with the C library in a comma-decimal region, as a Qt program is once it has
-    // started in one.
-    void numbers()
-    {
-        QFETCH(QString, text);
-        const auto read = [&] {
-            const auto number = numberFromText(text);
-            return number ? QString::number(*number, 'g', 15) : QStringLiteral("-");
-        };
-        QTEST(read(), "read");
-        CommaLocale comma;
-        QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
-        QTEST(read(), "read");
-    }
-
-    // What the app runs with, read from the stores as the app makes them.
-    void defaults_data()
-    {
-        QTest::addColumn<qint64>("configured"); // milliseconds
-        QTest::addColumn<qint64>("ms");
-        Workspace app(QStringLiteral("https://kelvra.invalid"), Workspace::Platform{});
-        const auto handedToQt = [](const Service &service) {
-            return qint64(service.request(QUrl(service.origin)).transferTimeout());
-        };
-        addRow("session check period", qint64(Workspace::Platform{}.checkPeriod.count()), qint64(30000));
-        addRow("market time-out", handedToQt(app.market()->service()), qint64(12000));
-        addRow("vault time-out", handedToQt(app.balance()->service()), qint64(12000));
-        addRow("owner time-out", qint64(app.session()->service().timeout.count()), qint64(12000));
-    }
-
-    void defaults()
-    {
-        QFETCH(qint64, configured);
-        QTEST(configured, "ms");
+        const RequestResult answer = judgeReply({.body = body, .status = 200}, false);
+        QVERIFY(taken ? std::holds_alternative<QJsonObject>(answer)
+                      : std::holds_alternative<QJsonParseError>(std::get<RequestError>(answer)));
     }
 
     // The four regions the suite runs under, and how each writes 64000.5 US dollars, 14:05 as a
@@ -227,6 +116,7 @@ private slots:
     void regionTexts()
     {
         const QString region = QTest::currentDataTag();
+        const QDateTime at(QDate(2025, 5, 1), QTime(14, 5, 9), Qt::LocalTime);
         QFETCH(QString, usd);
         QFETCH(QString, time);
         QFETCH(QString, dateTime);
@@ -239,10 +129,10 @@ private slots:
         // several).
         const QString stamped = at.toUTC().toString(Qt::ISODate);
         if (QLocale::system().name() == region) {
-            const SnapshotRows rows = snapshotRows(quoteAt(stamped));
-            QCOMPARE((QStringList{rows.lastTrade, shortTime(at), rows.time,
-                                  HistoryList::dateLine({{"created", stamped}})}),
-                     (QStringList{usd, time, dateTime, dateTime}));
+            // A payment's date is the account rows' test's, in each region written out.
+            const SnapshotRows rows = snapshotRows(Quote("BTC-USD", 64000.5, 0, 1, 1, 0, 1, 1, stamped));
+            QCOMPARE((QStringList{rows.lastTrade, shortTime(at), rows.time}),
+                     (QStringList{usd, time, dateTime}));
         }
     }
 };

@@ -10,22 +10,18 @@ class TestTheme : public QObject
 {
     Q_OBJECT
 
-    static double luminance(const QColor &colour)
-    {
-        const auto linear = [](double c) {
-            return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-        };
-        return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF())
-               + 0.0722 * linear(colour.blueF());
-    }
-
+    // WCAG's ratio of the lighter colour's relative luminance to the darker's.
     static double contrast(const QColor &a, const QColor &b)
     {
-        const double la = luminance(a);
-        const double lb = luminance(b);
-        const double dark = std::min(la, lb);
-        const double light = std::max(la, lb);
-        return (light + 0.05) / (dark + 0.05);
+        const auto luminance = [](const QColor &colour) {
+            double sum = 0;
+            for (const auto &[channel, weight] :
+                 {std::pair{colour.redF(), 0.2126}, {colour.greenF(), 0.7152}, {colour.blueF(), 0.0722}})
+                sum += weight
+                       * (channel <= 0.04045 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4));
+            return sum + 0.05;
+        };
+        return std::max(luminance(a), luminance(b)) / std::min(luminance(a), luminance(b));
     }
 
 private slots:

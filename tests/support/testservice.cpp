@@ -5,6 +5,8 @@
 #include <QTcpSocket>
 #include <QUrl>
 
+#include <algorithm>
+
 class TestService::Http : public LoopbackHttp
 {
 public:
@@ -60,19 +62,9 @@ void TestService::stall(const QString &path)
     m_replies.insert(path, Reply{{}, {}, true});
 }
 
-QList<TestService::Seen> TestService::seen(const QString &path) const
-{
-    QList<Seen> matching;
-    for (const Seen &s : m_seen) {
-        if (s.path == path)
-            matching.append(s);
-    }
-    return matching;
-}
-
 qsizetype TestService::count(const QString &path) const
 {
-    return seen(path).size();
+    return std::count_if(m_seen.begin(), m_seen.end(), [&path](const Seen &s) { return s.path == path; });
 }
 
 bool TestService::roundTrip()

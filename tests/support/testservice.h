@@ -46,7 +46,6 @@ public:
     bool roundTrip();
 
     const QList<Seen> &seen() const { return m_seen; }
-    QList<Seen> seen(const QString &path) const;
     qsizetype count(const QString &path) const;
 
 signals:

@@ -22,15 +22,6 @@ class TestOwnerPrompt : public QObject
 
     QQmlEngine m_engine;
 
-    // Delegates are found through the item tree, not the object tree.
-    static bool shows(QQuickItem *item, const QString &text)
-    {
-        const QList<QQuickItem *> children = item->childItems();
-        return (item->isVisible() && item->property("text") == text)
-               || std::any_of(children.begin(), children.end(),
-                              [&](QQuickItem *c) { return shows(c, text); });
-    }
-
 private slots:
     void initTestCase()
     {
@@ -110,9 +101,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
         const auto find = [&window](const char *name) { return window->findChild<QQuickItem *>(name); };
         const QObject *dialog = window->findChild<QObject *>("dialog");
-        const auto shown = [dialog] {
-            return dialog->property("visible").toBool() && dialog->property("opened").toBool();
-        };
+        const auto shown = [dialog] { return dialog->property("opened").toBool(); };
         const auto busy = [&find] { return find("busy")->property("running").toBool(); };
 
         QTRY_VERIFY(shown() && busy()); // before the first question
@@ -123,14 +112,13 @@ private slots:
         QCOMPARE(dialog->property("height").toReal(), height);
         prompt->tell("Place your finger on the reader");
         QCOMPARE(find("message")->property("text").toString(), secret ? "Password: " : "Code: ");
-        // Whose password, and what a screen reader reads, are the screen-reader test's.
-        QCOMPARE(prompt->fieldName(), secret ? "Password for ada" : "Code for ada");
         QCOMPARE(find("answer")->property("echoMode").toInt(), secret ? 2 : 0); // Password, Normal
         const auto hints = Qt::InputMethodHints(find("answer")->property("inputMethodHints").toInt());
         QVERIFY(hints.testFlags(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText));
         QCOMPARE(hints.testFlag(Qt::ImhHiddenText), secret);
         QVERIFY(find("ok")->isEnabled() && !busy());
-        QVERIFY(shows(window->contentItem(), "Place your finger on the reader"));
+        QVERIFY(find("info")->isVisible()
+                && find("info")->property("text") == "Place your finger on the reader");
 
         QTRY_VERIFY(find("answer")->hasActiveFocus());
         for (QChar c : QStringLiteral("pässwortX"))

@@ -83,7 +83,6 @@ private slots:
         QTest::addColumn<QStringList>("answers");
         QTest::addColumn<bool>("authenticated");
         addRow("right password", QStringList{}, QStringList{password}, true);
-        addRow("wrong, then right", QStringList{}, QStringList{"owner-pass 7", password}, true);
         addRow("wrong three times", QStringList{}, QStringList{"a", "b", "c", password}, false);
         addRow("empty password is not enough", QStringList{"-p", ""}, QStringList{""}, false);
         addRow("locked", QStringList{"-L"}, QStringList{password}, false);

@@ -1,6 +1,5 @@
 #include "vault/vaultbalance.h"
 
-#include "commalocale.h"
 #include "quiet.h"
 #include "testservice.h"
 
@@ -10,17 +9,11 @@
 #include <QNetworkAccessManager>
 #include <QTest>
 
-#include <memory>
-
-using namespace std::chrono_literals;
-
 namespace {
 
-const QString path = QStringLiteral("/contest/status");
-const QString dash = QStringLiteral("—");
 const QString enabled = QStringLiteral("Permission enabled; expiry and limits still apply");
 const QString revoked = QStringLiteral("Permission revoked · agent cannot spend");
-const QStringList failed{dash, dash, QStringLiteral("Balance unavailable. Refresh to retry.")};
+const QStringList failed{"—", "—", "Balance unavailable. Refresh to retry."};
 
 // The example reply with some keys set to other values.
 QByteArray answer(std::initializer_list<std::pair<QString, QJsonValue>> changes = {})
@@ -29,11 +22,6 @@ QByteArray answer(std::initializer_list<std::pair<QString, QJsonValue>> changes 
     for (const auto &[key, value] : changes)
         object.insert(key, value);
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
-QStringList fields(const VaultBalance &vault)
-{
-    return {vault.balance(), vault.budget(), vault.status()};
 }
 
 } // namespace
@@ -76,49 +64,10 @@ private slots:
     {
         QFETCH(QByteArray, body);
         QFETCH(int, status);
-        service.on(path, {status, body});
+        service.on("/contest/status", {status, body});
         VaultBalance vault(&client, Service{service.origin()});
-        // The figures must not follow a comma-decimal region.
-        CommaLocale comma;
-        QVERIFY2(comma.active(), "de_DE.UTF-8 is not installed");
         QCoro::waitFor(vault.load());
-        QTEST(fields(vault), "shown");
-        QCOMPARE(service.seen(path).last().method, "GET");
-    }
-
-    // Loads are not refused while one runs: each writes all three texts when its reply ends, so
-    // the one that ends last is shown; here a time-out, which clears the figures.
-    void loads()
-    {
-        const qsizetype before = service.count(path);
-        VaultBalance vault(&client, Service{service.origin(), 300ms});
-        QCOMPARE(fields(vault), (QStringList{dash, dash, "Loading on-chain balance…"}));
-        int notified = 0;
-        for (const auto changed :
-             {&VaultBalance::balanceChanged, &VaultBalance::budgetChanged, &VaultBalance::statusChanged})
-            connect(&vault, changed, this, [&] { ++notified; });
-        service.stall(path);
-        auto first = vault.load();
-        QTRY_COMPARE(service.count(path) - before, 1);
-        service.on(path, {200, answer()});
-        QCoro::waitFor(vault.load());
-        QCOMPARE(fields(vault), (QStringList{"25.00 kUSD", "1.50 kUSD", enabled}));
-        QCOMPARE(notified, 3);
-        QCoro::waitFor(first);
-        QCOMPARE(fields(vault), failed);
-        QCOMPARE(notified, 6);
-        QCOMPARE(service.count(path) - before, 2);
-    }
-
-    void goneWhileLoading()
-    {
-        service.stall(path);
-        auto vault = std::make_unique<VaultBalance>(&client, Service{service.origin()});
-        auto task = vault->load();
-        QTRY_COMPARE(service.count(path) > 0, true);
-        vault.reset();
-        // Going away aborts the request: the load ends well before the 12 s time-out.
-        QTRY_VERIFY_WITH_TIMEOUT(task.isReady(), 3000);
+        QTEST((QStringList{vault.balance(), vault.budget(), vault.status()}), "shown");
     }
 };
 
