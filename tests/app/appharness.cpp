@@ -8,18 +8,6 @@
 #include <QTest>
 #include <QtQuickTest/quicktest.h>
 
-namespace {
-
-void collect(QQuickItem *item, const QString &name, QList<QQuickItem *> &found)
-{
-    if (item->objectName() == name && item->isVisible())
-        found.append(item);
-    for (QQuickItem *child : item->childItems())
-        collect(child, name, found);
-}
-
-} // namespace
-
 QJsonObject snapshot()
 {
     const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
@@ -75,9 +63,16 @@ bool AppHarness::show()
 
 QList<QQuickItem *> AppHarness::items(const QString &objectName) const
 {
-    QList<QQuickItem *> found;
+    // Depth first, in the order of the visual tree.
+    QList<QQuickItem *> found, pending;
     if (window())
-        collect(window()->contentItem(), objectName, found);
+        pending.append(window()->contentItem());
+    while (!pending.isEmpty()) {
+        QQuickItem *item = pending.takeFirst();
+        if (item->objectName() == objectName && item->isVisible())
+            found.append(item);
+        pending = item->childItems() + pending;
+    }
     return found;
 }
 
@@ -121,6 +116,12 @@ bool AppHarness::click(QQuickItem *item)
     return true;
 }
 
+QString AppHarness::text(const QString &objectName) const
+{
+    QQuickItem *found = item(objectName);
+    return found ? found->property("text").toString() : QString();
+}
+
 bool AppHarness::type(const QString &objectName, const QString &text)
 {
     QQuickItem *field = item(objectName);
@@ -130,12 +131,6 @@ bool AppHarness::type(const QString &objectName, const QString &text)
     for (const QChar c : text)
         QTest::keyClick(window(), c.toLatin1());
     return field->property("text").toString() == text;
-}
-
-QString AppHarness::text(const QString &objectName) const
-{
-    QQuickItem *found = item(objectName);
-    return found ? found->property("text").toString() : QString();
 }
 
 QString AppHarness::focused() const

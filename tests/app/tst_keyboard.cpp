@@ -1,5 +1,4 @@
 #include "appharness.h"
-#include "owner/ownersession.h"
 #include "quiet.h"
 #include "trade/tradescreen.h"
 
@@ -67,12 +66,8 @@ private slots:
         addRow("button, Space", int(OnWelcome), "Owner sign-in", "Space",
                "message:Device verification was not completed.");
         addRow("card button, Enter", int(OnHome), "Account details", "Enter", "tab:3");
-        addRow("row button, Return", int(OnTrade), "Calculate paper preview", "Return", "preview:Paper buy");
-        addRow("row button, Space", int(AsOwner), "Verify original intent", "Space",
-               "proof:A\nB; asked:/api/receipt/p1");
         addRow("tab, Return", int(OnHome), "Markets", "Return", "tab:1");
         addRow("tab, Enter", int(OnHome), "Account", "Enter", "tab:3");
-        addRow("tab, Space", int(OnHome), "Trade", "Space", "tab:2");
         addRow("link, Space", int(OnHome), "Public competition evidence", "Space",
                "opened:/competition.html");
         addRow("link, Return", int(OnAccount), "Try guided demo", "Return", "opened:/demo.html");
@@ -87,9 +82,6 @@ private slots:
         addRow("Ctrl+4 on welcome", int(OnWelcome), "", "Ctrl+4", "entered:0; tab:0; asked:");
         addRow("Ctrl+F", int(OnAccount), "", "Ctrl+F, E, T, H", "tab:1; search:eth; asked:");
         addRow("F5 on Home", int(OnHome), "", "F5", "tab:0; asked:/contest/status /market-data");
-        addRow("F5 on Trade", int(OnTrade), "", "F5", "tab:2; asked:/market-data");
-        addRow("F5 on Account", int(AsOwner), "", "F5",
-               "tab:3; asked:/api/account /api/history /contest/status /device/status");
         addRow("F5 on welcome", int(OnWelcome), "", "F5", "entered:0; asked:");
         for (const char *key : {"Escape", "Return", "Enter"})
             QTest::addRow("alert, %s", key) << int(OnHome) << "OK" << key << "message:; alert:0";
@@ -124,8 +116,6 @@ private slots:
                 "opened:" + (app.opener.opened.isEmpty() ? QString() : app.opener.opened.last().path()),
                 "side:" + w->trade()->side(),
                 "asset:" + w->trade()->asset(),
-                "preview:" + w->trade()->preview().section(u'\n', 0, 0),
-                "proof:" + w->session()->proof(),
                 "search:" + app.text("search"),
                 "asked:" + asked.join(u' ')};
         };

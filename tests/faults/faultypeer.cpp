@@ -50,9 +50,8 @@ FaultyPeer::FaultyPeer(const QHash<QByteArray, QByteArray> &good, bool https)
 
 QString FaultyPeer::origin() const
 {
-    return QStringLiteral("%1://127.0.0.1:%2")
-        .arg(m_certificate == Certificate::None ? "http" : "https")
-        .arg(serverPort());
+    return (m_certificate == Certificate::None ? "http" : "https")
+           + QStringLiteral("://127.0.0.1:%1").arg(serverPort());
 }
 
 void FaultyPeer::play(const Play &play)

@@ -3,7 +3,6 @@
 #include "quiet.h"
 
 #include <QCoroTask>
-#include <QMetaEnum>
 #include <QTest>
 
 using Fault = FaultyPeer::Fault;
@@ -11,25 +10,14 @@ using Play = FaultyPeer::Play;
 
 namespace {
 
-// The result as one word: "ok", the session's error or Qt's name of the transport failure.
+// The result as one word: "ok", the session's error, or "other" for a failure of transport or JSON.
 QString outcome(const RequestResult &result)
 {
     if (std::holds_alternative<QJsonObject>(result))
         return "ok";
-    const RequestError &error = std::get<RequestError>(result);
-    if (const auto *network = std::get_if<QNetworkReply::NetworkError>(&error))
-        return QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(*network);
-    if (std::holds_alternative<QJsonParseError>(error))
-        return "json";
-    switch (std::get<SessionError>(error)) {
-    case SessionError::badServerResponse:
-        return "badServerResponse";
-    case SessionError::userAuthenticationRequired:
-        return "userAuthenticationRequired";
-    case SessionError::unsendable:
-        return "unsendable";
-    }
-    return {};
+    const auto *error = std::get_if<SessionError>(&std::get<RequestError>(result));
+    static const QStringList names{"badServerResponse", "userAuthenticationRequired", "unsendable"};
+    return error ? names.value(int(*error)) : "other";
 }
 
 // A GET as it must arrive; "{host}" stands for the peer's host and port.
@@ -128,13 +116,10 @@ private slots:
             };
             row("202", {.status = 202, .body = "{}", .chunked = chunked}, "ok");
             row("204", {.status = 204, .body = "{}", .chunked = chunked}, "badServerResponse");
-            row("401", {.status = 401, .body = "{}", .chunked = chunked}, "userAuthenticationRequired");
             row("one byte below the limit", {.body = limit.chopped(1), .chunked = chunked}, "ok");
             row("at the limit", {.body = limit, .chunked = chunked}, "badServerResponse");
             // The size test comes before the 401 test, so an oversized 401 does not end the session.
             row("401 at the limit", {.status = 401, .body = limit, .chunked = chunked}, "badServerResponse");
-            // An array of objects comes as {"rows": [...]}; anything else in it is refused.
-            row("object then number", {.body = R"([{"a":1},2])", .chunked = chunked}, "badServerResponse");
         }
         addRow("endless head", Play{.fault = Fault::EndlessHead}, QString("badServerResponse"));
     }
@@ -150,21 +135,6 @@ private slots:
         QCOMPARE(outcome(QCoro::waitFor(client.send("/r", std::nullopt, "t"))), result);
         QCOMPARE(peer.count("/r"), 1);
         QTRY_VERIFY(play.fault != Fault::EndlessHead || peer.endlessClosed());
-    }
-
-    // A client that goes while its requests wait ends them; each waiter hears of it, later.
-    void teardown()
-    {
-        FaultyPeer peer({});
-        peer.play({"/r", Fault::Stall});
-        auto client = std::make_unique<OwnerClient>(Service{peer.origin()});
-        QCoro::Task<RequestResult> get = client->send("/r", std::nullopt, "t");
-        QCoro::Task<RequestResult> post = client->send("/r", Fields{}, "t");
-        QTRY_COMPARE(peer.count("/r"), 2);
-        client.reset();
-        QVERIFY(!get.isReady() && !post.isReady());
-        QCOMPARE(outcome(QCoro::waitFor(get)), "OperationCanceledError");
-        QCOMPARE(outcome(QCoro::waitFor(post)), "OperationCanceledError");
     }
 };
 

@@ -7,7 +7,6 @@
 #include "model/regionformat.h"
 #include "quiet.h"
 #include "testservice.h"
-#include "trade/snapshotrows.h"
 
 #include <QCoroTask>
 #include <QJsonArray>
@@ -68,12 +67,6 @@ private slots:
         QTest::addColumn<PaperOrder>("order");
         QTest::addColumn<Quote>("quote");
         QTest::addColumn<QStringList>("preview"); // all but the closing line
-        addRow("buy BTC", PaperOrder{"100", "0.1", "0.5", "Buy"}, btc(),
-               QStringList{"Paper buy", "Quantity: 0.00152904 BTC", "Assumed execution: $65335.05",
-                           "Total cost: $100.00", "Value at −5% / +5%: $94.42 / $104.36"});
-        addRow("sell BTC, no ask", PaperOrder{"100", "0.1", "0.5", "Sell"}, btc(64990, 0),
-               QStringList{"Paper sell", "Quantity: 0.00153870 BTC", "Assumed execution: $64665.05",
-                           "Net proceeds: $99.40", "Value at −5% / +5%: $95.01 / $105.02"});
         // Exact halfway figures round to even, as printf does.
         addRow("buy of $0.125", PaperOrder{"0.125", "0", "0", "Buy"}, btc(),
                QStringList{"Paper buy", "Quantity: 0.00000192 BTC", "Assumed execution: $65010.00",
@@ -99,28 +92,6 @@ private slots:
         QCOMPARE(paperPreview(order, quote, now), (preview << "No order or transaction sent.").join(u'\n'));
         // The same order with no quote at all.
         QCOMPARE(paperPreview(order, std::nullopt, now), invalid);
-    }
-
-    // The trade lab's figures of a quote: printf's, halfway ties to even and the sign of a
-    // negative zero included.
-    void snapshotFigures_data()
-    {
-        QTest::addColumn<Quote>("quote");
-        QTest::addColumn<QStringList>("figures"); // change, low / high, bid / ask, spread, volume
-        addRow("halfway", Quote("BTC-USD", 64000, 0.125, 2.625, 0.125, 1.125, 64990, 65030, quoteTime),
-               QStringList{"+0.12%", "$0.12 / $2.62", "$64990.00 / $65030.00", "0.062%", "1.12 BTC"});
-        addRow("near zero", Quote("BTC-USD", 65000, -0.0, 0.005, -0.004, 0.004, 65010, 64990, quoteTime),
-               QStringList{"-0.00%", "$-0.00 / $0.01", "$65010.00 / $64990.00", "0.000%", "0.00 BTC"});
-        addRow("large", Quote("SOL-USD", 1e20, -0.375, 1e20, 123456789.125, 1e15, 0, 0, quoteTime),
-               QStringList{"-0.38%", "$123456789.12 / $100000000000000000000.00", "$0.00 / $0.00", "0.000%",
-                           "1000000000000000.00 SOL"});
-    }
-
-    void snapshotFigures()
-    {
-        QFETCH(Quote, quote);
-        const SnapshotRows rows = snapshotRows(quote);
-        QTEST((QStringList{rows.change, rows.lowHigh, rows.bidAsk, rows.spread, rows.volume}), "figures");
     }
 
     // Each bound and the freshness window from both sides, as a buy and as a sell; the number
@@ -152,8 +123,6 @@ private slots:
         row("120 s old, other edges", {"1e9", "0", "99.99"}, ago(120'000), true);
         row("120.001 s old", order, ago(120'001), false);
         row("30 s ahead, other edges", {"100", "99.99", "0"}, ago(-30'000), true);
-        row("30.001 s ahead", order, ago(-30'001), false);
-        row("no zone", order, "2025-05-01T12:35:00", false);
     }
 
     void inputs()
