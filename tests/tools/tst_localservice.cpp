@@ -126,7 +126,8 @@ class TestLocalService : public QObject
         const Reply page = get(portal);
         const QByteArray code = signIn["code"].toString().toUtf8();
         if (!page.header("Content-Type").startsWith("text/html") || page.header("X-Frame-Options") != "DENY"
-            || code.isEmpty() || !page.body().contains(code))
+            || page.header("Referrer-Policy") != "same-origin" || code.isEmpty()
+            || !page.body().contains(code))
             return 0;
         return send("POST " + portal, QByteArray(F) + B,
                     "decision=approve&token=" + formToken(page).toLatin1())
