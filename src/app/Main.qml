@@ -87,8 +87,10 @@ ApplicationWindow {
             OnDemand {
                 id: screen
                 required property var modelData
+                required property int index
                 part: "qrc:/Kelvra/" + screen.modelData.screen
-                wanted: screen.StackLayout.isCurrentItem && screen.StackLayout.layout.visible
+                // Read off the stack rather than its attached properties, which Qt 6.4 never frees.
+                wanted: (screen.parent as StackLayout).visible && (screen.parent as StackLayout).currentIndex === screen.index
                 initial: {
                     const given = screen.modelData.given
                     return { [given]: given === "workspace" ? window.workspace : window.workspace[given] }
