@@ -194,7 +194,7 @@ private slots:
                                                          : QJsonObject{{"balanceUnits", "25000000"},
                                                                        {"agentBudgetUnits", "1500000"},
                                                                        {"active", true}};
-        app.service.on(path, LoopbackHttp::json(good), 300ms);
+        app.service.stall(path);
         const qsizetype checks = app.service.count("/device/status");
         if (how == u"pull") {
             QQuickItem *flickable = app.item(screen == OnHome      ? "homeScroll"
@@ -216,6 +216,7 @@ private slots:
         };
         for (const QString &name : waiting.split(u' '))
             QTRY_VERIFY2(busy(name), qPrintable(name));
+        app.service.release(path, LoopbackHttp::json(good));
         QTRY_COMPARE(app.text(shown), answer);
         for (const QString &name : waiting.split(u' '))
             QTRY_VERIFY2(!busy(name), qPrintable(name));

@@ -78,6 +78,17 @@ bool TestService::roundTrip()
     return socket.readLine().startsWith("HTTP/1.1 204");
 }
 
+void TestService::release(const QString &path, const Answer &answer)
+{
+    on(path, answer);
+    std::erase_if(m_stalled, [&](auto &stalled) {
+        if (stalled.first != path)
+            return false;
+        LoopbackHttp::send(std::move(*stalled.second), answer);
+        return true;
+    });
+}
+
 void TestService::serve(const QHttpServerRequest &request, QHttpServerResponder &&responder)
 {
     if (request.url().path() == QLatin1String("/round-trip")) {
@@ -95,7 +106,7 @@ void TestService::serve(const QHttpServerRequest &request, QHttpServerResponder 
     if (reply == m_replies.constEnd()) {
         LoopbackHttp::send(std::move(responder), Answer{404, {}, "text/plain", {}});
     } else if (reply->stall) {
-        m_stalled.push_back(std::make_shared<QHttpServerResponder>(std::move(responder)));
+        m_stalled.emplace_back(seen.path, std::make_shared<QHttpServerResponder>(std::move(responder)));
     } else if (reply->delay.count() > 0) {
         m_http->sendLater(std::move(responder), reply->answer, reply->delay);
     } else {

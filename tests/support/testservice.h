@@ -38,8 +38,10 @@ public:
 
     void on(const QString &path, const Answer &answer, std::chrono::milliseconds delay = {});
     void onJson(const QString &path, const QJsonValue &value, int status = 200);
-    // Never answers: the request waits until the client gives up.
+    // Never answers: the request waits until the client gives up, or until release().
     void stall(const QString &path);
+    // Answers the requests stalled on `path`, and those to come, with `answer`.
+    void release(const QString &path, const Answer &answer);
 
     // A request of the test's own through the service and back, not recorded: what the app sent
     // before it has arrived by its end, so a test can then check that something did not happen.
@@ -65,5 +67,5 @@ private:
     };
     QHash<QString, Reply> m_replies;
     QList<Seen> m_seen;
-    std::vector<std::shared_ptr<QHttpServerResponder>> m_stalled;
+    std::vector<std::pair<QString, std::shared_ptr<QHttpServerResponder>>> m_stalled;
 };
