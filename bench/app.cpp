@@ -8,7 +8,8 @@
 //
 // Scenarios: first-frame, quotes, tour, history, idle, leaks (see bench/README.md). The ones
 // that sign in take the person at the keyboard as the owner and approve the portal as a browser
-// would; the others use the desktop's own authenticator and browser, exactly as the app does.
+// would; the others use the desktop's own browser, as the app does, and an owner stand-in that
+// is never asked (only the program links the PAM library).
 
 #include "app/kelvrawindow.h"
 #include "app/urlopener.h"
@@ -16,7 +17,6 @@
 #include "probe.h"
 #include "standins.h"
 #include "trade/tradescreen.h"
-#include "unlock/pamownerauthenticator.h"
 
 #include <QGuiApplication>
 #include <QQuickItem>
@@ -262,12 +262,11 @@ int main(int argc, char *argv[])
     KelvraWindow::prepareProcess();
     QGuiApplication app(argc, argv);
 
-    PamOwnerAuthenticator pam;
     DesktopUrlOpener desktop;
     StandInOwner passing;
-    passing.setPassing(true);
+    passing.setPassing(standIns);
     StandInBrowser browser;
-    Workspace::Platform platform{&pam, &desktop};
+    Workspace::Platform platform{&passing, &desktop};
     if (standIns)
         platform = Workspace::Platform{&passing, &browser};
     platform.checkPeriod = std::chrono::milliseconds(period);
