@@ -1,5 +1,5 @@
 import QtQuick
-import QtQuick.Controls
+import Kelvra.Controls
 
 // Pull a Flickable down past its top to ask for a refresh (`pulled`); the indicator stays while
 // the refresh the pull asked for (`refreshing`) runs. Reloads started elsewhere, such as the
@@ -22,9 +22,9 @@ Item {
     // The status line below the list tells a screen reader when the refresh is done.
     Accessible.ignored: true
 
-    BusyIndicator {
+    Working {
         anchors.fill: parent
-        running: root.visible
+        shown: root.visible
     }
     Connections {
         target: root.flickable
