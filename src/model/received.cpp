@@ -1,7 +1,9 @@
 #include "model/received.h"
 
-#include <QCoroNetworkReply>
 #include <QPointer>
+
+#include <array>
+#include <coroutine>
 
 namespace {
 
@@ -29,6 +31,38 @@ bool append(Received &received, const QByteArray &chunk, qsizetype limit)
     return true;
 }
 
+// Resumes the reader from the reply's own signal, once it has bytes to read, has ended or is
+// gone. QCoro's wait resumes through the event queue instead, a turn of the loop later; at
+// start-up that turn comes after the first frame, which holds the GUI thread while it is drawn,
+// so a snapshot answered on loopback would miss the first frame by a whole frame.
+class Readable
+{
+public:
+    explicit Readable(QNetworkReply *reply)
+        : m_reply(reply)
+    {}
+
+    bool await_ready() const { return !m_reply || m_reply->bytesAvailable() > 0 || m_reply->isFinished(); }
+
+    void await_suspend(std::coroutine_handle<> reader)
+    {
+        const auto wake = [this, reader] {
+            for (const auto &connection : m_connections)
+                QObject::disconnect(connection);
+            reader.resume();
+        };
+        m_connections = {QObject::connect(m_reply, &QIODevice::readyRead, m_reply, wake),
+                         QObject::connect(m_reply, &QNetworkReply::finished, m_reply, wake),
+                         QObject::connect(m_reply, &QObject::destroyed, m_reply, wake)};
+    }
+
+    void await_resume() const {}
+
+private:
+    QNetworkReply *m_reply;
+    std::array<QMetaObject::Connection, 3> m_connections;
+};
+
 } // namespace
 
 QCoro::Task<Received> receive(QNetworkReply *sent, qsizetype limit)
@@ -44,7 +78,7 @@ QCoro::Task<Received> receive(QNetworkReply *sent, qsizetype limit)
     while (within && reply->isRunning()) {
         // Wakes on new data and on the end of the reply, whichever comes first.
         if (reply->bytesAvailable() == 0)
-            co_await qCoro(reply.get()).waitForReadyRead(std::chrono::milliseconds{-1});
+            co_await Readable(reply.get());
         if (!reply) {
             received.transportFailed = true;
             received.error = QNetworkReply::OperationCanceledError;
