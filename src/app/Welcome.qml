@@ -10,11 +10,13 @@ import Kelvra.Core
 Page {
     id: root
     required property Workspace workspace
+    // False for the window's first frame, which shows the words alone: on a CPU renderer every
+    // other kind of drawing (an image, a filled shape) costs a shader of its own to compile, and
+    // they follow a frame later. The page shows the window's colour.
+    property bool decorated: true
 
     title: "Welcome"
-    background: Rectangle {
-        color: Style.card
-    }
+    background: null
 
     // The spacers share the free height; a window too short for the screen scrolls it.
     FollowFocus {
@@ -37,7 +39,9 @@ Page {
             y: 28
             spacing: 24
 
-            Logo {}
+            Logo {
+                shown: root.decorated
+            }
             Item {
                 Layout.fillHeight: true
             }
@@ -58,7 +62,7 @@ Page {
             RowLayout {
                 spacing: 8
                 IconImage {
-                    source: "qrc:/Kelvra/icons/shield.svg"
+                    source: root.decorated ? "qrc:/Kelvra/icons/shield.svg" : ""
                     color: Style.foreground
                     sourceSize.width: 18
                     sourceSize.height: 18
@@ -84,6 +88,7 @@ Page {
                 // its shadow through offscreen layers and shaders of its own, the dearest part of
                 // the first frame where frames are drawn on the CPU.
                 background: Rectangle {
+                    visible: root.decorated
                     radius: 4
                     color: explore.down ? Qt.darker(Style.tealFill, 1.15) : Style.tealFill
                     Accessible.ignored: true
@@ -103,6 +108,7 @@ Page {
                 flat: true
                 Material.foreground: Style.teal
                 background: Rectangle {
+                    visible: root.decorated
                     radius: 4
                     color: owner.down ? Qt.darker(Style.tealTint, 1.1) : Style.tealTint
                     Accessible.ignored: true

@@ -103,12 +103,17 @@ void prepareApplication()
     QGuiApplication::setOrganizationName(QStringLiteral("Kelvra"));
     // The desktop entry's name; the window's class and icon follow it.
     QGuiApplication::setDesktopFileName(QStringLiteral("app.kelvra.Kelvra"));
-    QGuiApplication::setWindowIcon(
-        QIcon::fromTheme(QStringLiteral("app.kelvra.Kelvra"), QIcon(QStringLiteral(":/Kelvra/icon.svg"))));
     QQuickStyle::setStyle(QStringLiteral("Material"));
     // Text from the font's own hinted glyphs rather than distance fields: where frames are drawn
     // on the CPU a screen of new text costs a fraction as much, and small text is sharper.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
+}
+
+void setWindowIcon()
+{
+    // The desktop's icon theme first, which takes a look through the theme's folders.
+    QGuiApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("app.kelvra.Kelvra"), QIcon(QStringLiteral(":/Kelvra/icon.svg"))));
 }
 
 void prepareEngine(QQmlEngine &engine)

@@ -7,6 +7,8 @@
 void prepareProcess();
 // Once it exists: the names the platform shows, and the Material style; once per process.
 void prepareApplication();
+// The window icon, once the first frame is on screen: nothing on it needs the icon.
+void setWindowIcon();
 
 class QQmlEngine;
 // Before the engine loads the window: it loads only what the program carries (qrc:), never

@@ -32,6 +32,22 @@ QQuickWindow *KelvraWindow::window() const
 
 bool KelvraWindow::load()
 {
+    // The requests leave before the window is made: on loopback their replies are in by the time
+    // it is, and on its first frame.
+    m_workspace.start();
     m_engine->load(QUrl(QStringLiteral("qrc:/Kelvra/Main.qml")));
-    return window() != nullptr;
+    QQuickWindow *made = window();
+    if (!made)
+        return false;
+    // Swapped on the render thread; taken up on this one, once.
+    auto first = std::make_shared<QMetaObject::Connection>();
+    *first = QObject::connect(
+        made, &QQuickWindow::frameSwapped, made,
+        [made, first] {
+            QObject::disconnect(*first);
+            made->setProperty("drawn", true);
+            setWindowIcon();
+        },
+        Qt::QueuedConnection);
+    return true;
 }

@@ -17,8 +17,8 @@ public:
     // Before the application object exists: no disk caches.
     static void prepareProcess();
 
-    // Once the application object exists. Sets the application up (names, icon, style), then
-    // makes the workspace on `origin` and an engine that loads only what the program carries.
+    // Once the application object exists. Sets the application up (names, style), then makes the
+    // workspace on `origin` and an engine that loads only what the program carries.
     KelvraWindow(const QString &origin, Workspace::Platform platform);
     ~KelvraWindow();
 
@@ -30,8 +30,9 @@ public:
     // The window once loaded, else null.
     QQuickWindow *window() const;
 
-    // Loads the window on the workspace; false when it could not be made. A failure while the
-    // window is being made ends the application's event loop with 1.
+    // Starts the workspace and loads the window on it; false when it could not be made. A failure
+    // while the window is being made ends the application's event loop with 1. Once its first
+    // frame is on screen, the window's `drawn` turns true and the window gets its icon.
     bool load();
 
 private:

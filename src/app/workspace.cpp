@@ -120,7 +120,7 @@ bool Workspace::reloading(int tab) const
     }
 }
 
-void Workspace::appeared()
+void Workspace::start()
 {
     startUp();
     if (!m_checkTimer.isActive())

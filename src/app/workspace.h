@@ -80,9 +80,9 @@ public:
     bool reloading() const { return reloading(m_selectedTab); }
     bool reloading(int tab) const;
 
-    // The root view has appeared: loads the market snapshot and then the vault, and starts the
-    // periodic session check.
-    Q_INVOKABLE void appeared();
+    // Loads the market snapshot and then the vault, and starts the periodic session check. Called
+    // as the window is being made, so that the replies can be on its first frame.
+    void start();
     // The owner unlock gate: device-owner authentication, then the device sign-in, then the
     // portal in the browser.
     Q_INVOKABLE void unlock();
