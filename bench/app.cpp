@@ -200,6 +200,11 @@ private:
             co_return 1;
         co_await settle();
         co_await pause(1s);
+        // Each check as it begins and ends, for the driver to tell its wake-ups from any other.
+        QObject marks;
+        OwnerSession *session = m_workspace->session();
+        QObject::connect(session, &OwnerSession::checkingChanged, &marks,
+                         [session] { probe::report(session->checking() ? "check-begins" : "check-ends"); });
         probe::report("ready");
         co_await pause(std::chrono::hours(24));
         co_return 0;

@@ -123,7 +123,30 @@ void idle(const Setup &setup, const QString &origin, Readings &out)
     const double appCpu = proc::cpuMs(app.pid()), bareCpu = proc::cpuMs(bare.pid());
     const qint64 appWakes = proc::switches(app.pid()), bareWakes = proc::switches(bare.pid());
     const qint64 bareRss = proc::statusKiB(bare.pid(), "VmRSS");
-    QThread::sleep(static_cast<unsigned long>(setup.idle.count()));
+    // The app's switches, a quarter second at a time, told apart by the checks' marks.
+    qint64 last = appWakes, inChecks = 0, outside = 0;
+    int checks = 0;
+    bool checking = false, markedBefore = false;
+    const auto until = std::chrono::steady_clock::now() + setup.idle;
+    while (std::chrono::steady_clock::now() < until && !app.ended()) {
+        bool marked = checking;
+        const auto sampled = std::chrono::steady_clock::now() + 250ms;
+        for (auto now = std::chrono::steady_clock::now(); now < sampled;
+             now = std::chrono::steady_clock::now()) {
+            const auto got = app.line(std::chrono::ceil<std::chrono::milliseconds>(sampled - now));
+            if (!got)
+                continue;
+            marked = true;
+            checking = *got == "check-begins";
+            checks += checking ? 1 : 0;
+        }
+        const qint64 now = proc::switches(app.pid());
+        ((marked || markedBefore) ? inChecks : outside) += now - last;
+        markedBefore = marked;
+        last = now;
+    }
+    out.appWakesPerCheck.add(double(inChecks) / std::max(checks, 1));
+    out.appWakesOutsideChecks.add(double(outside));
     out.appIdleCpuMs.add(proc::cpuMs(app.pid()) - appCpu);
     out.bareIdleCpuMs.add(proc::cpuMs(bare.pid()) - bareCpu);
     out.appIdleWakes.add(double(proc::switches(app.pid()) - appWakes));

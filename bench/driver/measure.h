@@ -33,7 +33,10 @@ struct Readings
     Series historyRows, historyPeakKiB;
     Series appIdleCpuMs, bareIdleCpuMs; // over Setup::idle
     Series appIdleWakes, bareIdleWakes; // context switches over Setup::idle
-    Series bareDriftKiB;                // RSS change of the bare window over Setup::idle
+    // The app's switches in the quarter seconds in which a check began or ended (and the one
+    // after), per check; and in all the others.
+    Series appWakesPerCheck, appWakesOutsideChecks;
+    Series bareDriftKiB; // RSS change of the bare window over Setup::idle
     Series leakKiB, leakChecks, msPerCheck;
     Series faultGap;          // ms, the longest the event loop stood still in the fault plays
     Series requestsPerSecond; // the local service under a mixed load

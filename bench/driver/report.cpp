@@ -32,6 +32,8 @@ QString verdict(bool haveValue, double value, double goal)
         return QStringLiteral("not measured");
     if (value <= goal)
         return QStringLiteral("met");
+    if (goal <= 0)
+        return QStringLiteral("**missed**");
     return QStringLiteral("**missed: %1x the goal**").arg(goal > 0 ? value / goal : 0, 0, 'f', 2);
 }
 
@@ -63,8 +65,10 @@ QString table(const Setup &setup, const Readings &r)
     const double first = r.appFirstFrame.median(), bareFirst = r.bareFirstFrame.median();
     out += row({QStringLiteral("cold start to first frame"), r.appFirstFrame.text() + QStringLiteral(" ms"),
                 QStringLiteral("bare window: ") + r.bareFirstFrame.text() + QStringLiteral(" ms"),
-                ratio(first, bareFirst), QStringLiteral("≤ 1.30x the bare window"),
-                verdict(!r.appFirstFrame.empty() && bareFirst > 0, first / std::max(bareFirst, 1e-9), 1.3)});
+                ratio(first, bareFirst), QStringLiteral("≤ 1.15x the bare window and ≤ 40 ms over it"),
+                // The worse of the two parts of the goal.
+                verdict(!r.appFirstFrame.empty() && bareFirst > 0,
+                        std::max(first / std::max(bareFirst, 1e-9) / 1.15, (first - bareFirst) / 40), 1)});
 
     const double quotes = r.quotesAfterFirst.median(), rt = r.roundTrip.median();
     out += row({QStringLiteral("start to quotes on screen, minus the first frame"),
@@ -77,8 +81,8 @@ QString table(const Setup &setup, const Readings &r)
                  chrome = r.chromiumPeakKiB.median();
     out += row({QStringLiteral("peak memory after a full tour"), mib(r.appPeakKiB),
                 QStringLiteral("bare window: ") + mib(r.barePeakKiB), ratio(peak, barePeak),
-                QStringLiteral("≤ 1.30x the bare window"),
-                verdict(!r.appPeakKiB.empty() && barePeak > 0, peak / std::max(barePeak, 1e-9), 1.3)});
+                QStringLiteral("≤ 1.15x the bare window"),
+                verdict(!r.appPeakKiB.empty() && barePeak > 0, peak / std::max(barePeak, 1e-9), 1.15)});
     out += row({QStringLiteral("peak memory after a full tour"), mib(r.appPeakKiB),
                 QStringLiteral("Chromium, portal page: ") + mib(r.chromiumPeakKiB), ratio(peak, chrome),
                 QStringLiteral("≤ 0.33x Chromium"),
@@ -90,8 +94,9 @@ QString table(const Setup &setup, const Readings &r)
          r.historyFrame.text() + QStringLiteral(" ms"),
          QStringLiteral("bare window, a Label's change to its frame: ") + r.bareChangeFrame.text()
              + QStringLiteral(" ms"),
-         ratio(r.historyFrame.median(), r.bareChangeFrame.median()), QStringLiteral("≤ 16 ms"),
-         verdict(!r.historyFrame.empty(), r.historyFrame.median(), 16)});
+         ratio(r.historyFrame.median(), r.bareChangeFrame.median()),
+         QStringLiteral("≤ 16 ms, the slowest run too"),
+         verdict(!r.historyFrame.empty(), r.historyFrame.max(), 16)});
 
     const double seconds = double(setup.idle.count());
     auto percent = [seconds](const Series &ms) {
@@ -107,10 +112,13 @@ QString table(const Setup &setup, const Readings &r)
                 ratio(appIdle.median(), bareIdle.median()), QStringLiteral("< 0.1 % of a core"),
                 verdict(!appIdle.empty(), appIdle.median(), 0.1)});
     out += row({QStringLiteral("idle wake-ups (context switches of all threads)"),
-                r.appIdleWakes.text(0) + QStringLiteral(" per %1 s").arg(seconds),
+                r.appIdleWakes.text(0) + QStringLiteral(" per %1 s: ").arg(seconds)
+                    + r.appWakesPerCheck.text(0) + QStringLiteral(" per check, ")
+                    + r.appWakesOutsideChecks.text(0) + QStringLiteral(" outside the checks"),
                 QStringLiteral("bare window: ") + r.bareIdleWakes.text(0),
                 ratio(r.appIdleWakes.median(), r.bareIdleWakes.median()),
-                QStringLiteral("only the 30-second check"), QStringLiteral("see below")});
+                QStringLiteral("none outside the 30-second check"),
+                verdict(!r.appWakesOutsideChecks.empty(), r.appWakesOutsideChecks.max(), 0)});
 
     out += row({QStringLiteral("leaks: RSS after %1 checks minus after 10").arg(setup.checks),
                 r.leakKiB.text(0) + QStringLiteral(" KiB"),
