@@ -8,6 +8,9 @@ import Kelvra.Controls
 PushButton {
     id: root
     property bool busy: false
+    // What the button shows of `busy`, which disables it at once: only once the work has gone
+    // on a moment.
+    readonly property bool waiting: late.value
 
     objectName: "refresh"
     Layout.alignment: Qt.AlignRight | Qt.AlignVCenter
@@ -22,7 +25,7 @@ PushButton {
         textFormat: Text.PlainText
         font: root.font
         // Transparent rather than hidden while busy: the button keeps its width.
-        color: root.busy ? "transparent" : Style.teal
+        color: root.waiting ? "transparent" : Style.teal
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
@@ -30,6 +33,10 @@ PushButton {
     Working {
         anchors.centerIn: parent
         shown: root.busy
+    }
+    LateFlag {
+        id: late
+        input: root.busy
     }
     FocusFrame {
         shown: root.visualFocus
