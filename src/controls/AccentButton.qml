@@ -6,8 +6,7 @@ import Kelvra.Controls
 
 // A borderless button in the accent colour, as a list row shows it; red when destructive. While
 // what it started runs it is `busy`: it cannot be pressed again, and once the work has gone on a
-// moment it shows that it works. A text
-// too long for a narrow window wraps.
+// moment it shows that it works. A text too long for a narrow window wraps.
 PushButton {
     id: root
     property bool destructive: false
