@@ -8,6 +8,8 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include "owner/curlapi.h"
+
 #include <curl/curl.h>
 
 #include <algorithm>
@@ -57,15 +59,15 @@ private:
 
 CurlLoop::Multi::Multi()
 {
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    m_handle = curl_multi_init();
-    m_share = curl_share_init();
+    curl().global_init(CURL_GLOBAL_DEFAULT);
+    m_handle = curl().multi_init();
+    m_share = curl().share_init();
     // With every connection closed after its request, resumed TLS sessions keep the handshakes short.
-    curl_share_setopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
-    curl_multi_setopt(m_handle, CURLMOPT_SOCKETFUNCTION, &Multi::onSocket);
-    curl_multi_setopt(m_handle, CURLMOPT_SOCKETDATA, this);
-    curl_multi_setopt(m_handle, CURLMOPT_TIMERFUNCTION, &Multi::onTimer);
-    curl_multi_setopt(m_handle, CURLMOPT_TIMERDATA, this);
+    curl().share_setopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    curl().multi_setopt(m_handle, CURLMOPT_SOCKETFUNCTION, &Multi::onSocket);
+    curl().multi_setopt(m_handle, CURLMOPT_SOCKETDATA, this);
+    curl().multi_setopt(m_handle, CURLMOPT_TIMERFUNCTION, &Multi::onTimer);
+    curl().multi_setopt(m_handle, CURLMOPT_TIMERDATA, this);
     // A coarse timer fires curl's time-outs up to 5 % late.
     m_timer.setSingleShot(true);
     m_timer.setTimerType(Qt::PreciseTimer);
@@ -80,10 +82,10 @@ CurlLoop::Multi::~Multi()
     m_timer.stop();
     while (!m_running.empty())
         finish(m_running.begin()->first, CURLE_ABORTED_BY_CALLBACK);
-    curl_multi_cleanup(m_handle);
+    curl().multi_cleanup(m_handle);
     // Only once no easy handle uses it.
-    curl_share_cleanup(m_share);
-    curl_global_cleanup();
+    curl().share_cleanup(m_share);
+    curl().global_cleanup();
 }
 
 std::shared_ptr<Transfer> CurlLoop::Multi::start(CurlRequest request)
@@ -114,69 +116,69 @@ std::shared_ptr<Transfer> CurlLoop::Multi::start(CurlRequest request)
     bool typed = false;
     for (QByteArray &header : request.headers) {
         typed = typed || header.startsWith("Content-Type:");
-        transfer->headers = curl_slist_append(transfer->headers, header.constData());
+        transfer->headers = curl().slist_append(transfer->headers, header.constData());
         wipe(header);
     }
     for (const char *removed : {"Accept:", "Expect:", "Content-Type:"}) {
         if (std::strcmp(removed, "Content-Type:") != 0 || (request.body && !typed))
-            transfer->headers = curl_slist_append(transfer->headers, removed);
+            transfer->headers = curl().slist_append(transfer->headers, removed);
     }
-    CURL *easy = m_handle && m_share ? curl_easy_init() : nullptr;
+    CURL *easy = m_handle && m_share ? curl().easy_init() : nullptr;
     if (!easy || !transfer->headers)
         return refuse(false, CURLE_OUT_OF_MEMORY);
 
     Transfer *const t = transfer.get();
     const long idleMs = static_cast<long>(request.idle.count());
-    curl_easy_setopt(easy, CURLOPT_URL, request.url.constData());
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, protocol->data());
+    curl().easy_setopt(easy, CURLOPT_URL, request.url.constData());
+    curl().easy_setopt(easy, CURLOPT_PROTOCOLS_STR, protocol->data());
     // The target goes out as written: no dot segment resolved.
-    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    curl().easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+    curl().easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
     // On a re-used connection curl sends a request again, POST included, when the peer closes
     // before answering; with HTTP/2 it may on a refused stream. One connection per request over
     // HTTP/1.1 leaves neither.
-    curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl().easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
+    curl().easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl().easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // Without it, ending a transfer waits for its DNS lookup on this thread.
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    curl().easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
     // Proxy variables of the environment would take the token elsewhere.
-    curl_easy_setopt(easy, CURLOPT_PROXY, "");
+    curl().easy_setopt(easy, CURLOPT_PROXY, "");
     // The system bundle is still used; Debian's CA path as well would keep curl from caching the
     // store, and load it on this thread for every connection.
-    curl_easy_setopt(easy, CURLOPT_CAPATH, static_cast<char *>(nullptr));
+    curl().easy_setopt(easy, CURLOPT_CAPATH, static_cast<char *>(nullptr));
     if (!request.authorities.isEmpty()) {
         // Copied by curl, and used instead of the system bundle.
         curl_blob blob{request.authorities.data(), static_cast<size_t>(request.authorities.size()),
                        CURL_BLOB_COPY};
-        curl_easy_setopt(easy, CURLOPT_CAINFO_BLOB, &blob);
+        curl().easy_setopt(easy, CURLOPT_CAINFO_BLOB, &blob);
     }
-    curl_easy_setopt(easy, CURLOPT_SHARE, m_share);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, idleMs);
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, t->headers);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, t);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHead);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, t);
+    curl().easy_setopt(easy, CURLOPT_SHARE, m_share);
+    curl().easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, idleMs);
+    curl().easy_setopt(easy, CURLOPT_HTTPHEADER, t->headers);
+    curl().easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
+    curl().easy_setopt(easy, CURLOPT_WRITEDATA, t);
+    curl().easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHead);
+    curl().easy_setopt(easy, CURLOPT_HEADERDATA, t);
     if (*protocol == "http") {
-        curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &onConnected);
-        curl_easy_setopt(easy, CURLOPT_PREREQDATA, t);
+        curl().easy_setopt(easy, CURLOPT_PREREQFUNCTION, &onConnected);
+        curl().easy_setopt(easy, CURLOPT_PREREQDATA, t);
     }
     if (request.body) {
         t->upload = std::move(*request.body);
-        curl_easy_setopt(easy, CURLOPT_POST, 1L);
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(t->upload.size()));
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, t->upload.constData());
+        curl().easy_setopt(easy, CURLOPT_POST, 1L);
+        curl().easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(t->upload.size()));
+        curl().easy_setopt(easy, CURLOPT_POSTFIELDS, t->upload.constData());
     } else {
-        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+        curl().easy_setopt(easy, CURLOPT_HTTPGET, 1L);
     }
 
     m_running.emplace(easy, transfer);
     QObject::connect(&t->idle, &QTimer::timeout, &t->idle, [this, easy] { expire(easy); });
     t->idle.start(request.idle);
-    if (curl_multi_add_handle(m_handle, easy) != CURLM_OK) {
+    if (curl().multi_add_handle(m_handle, easy) != CURLM_OK) {
         m_running.erase(easy);
-        curl_easy_cleanup(easy);
+        curl().easy_cleanup(easy);
         return refuse(false, CURLE_FAILED_INIT);
     }
     return transfer;
@@ -232,7 +234,7 @@ void CurlLoop::Multi::watch(curl_socket_t socket, int what)
 void CurlLoop::Multi::act(curl_socket_t socket, int events)
 {
     int running = 0;
-    curl_multi_socket_action(m_handle, socket, events, &running);
+    curl().multi_socket_action(m_handle, socket, events, &running);
     drain();
 }
 
@@ -241,7 +243,7 @@ void CurlLoop::Multi::drain()
     // Every message first: removing a handle may change what curl_multi_info_read gives.
     std::vector<std::pair<CURL *, CURLcode>> ended;
     int left = 0;
-    while (const CURLMsg *message = curl_multi_info_read(m_handle, &left)) {
+    while (const CURLMsg *message = curl().multi_info_read(m_handle, &left)) {
         if (message->msg == CURLMSG_DONE)
             ended.emplace_back(message->easy_handle, message->data.result);
     }
@@ -272,9 +274,9 @@ void CurlLoop::Multi::finish(CURL *easy, CURLcode code)
     m_running.erase(found);
     transfer->idle.stop();
     long status = 0;
-    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    curl_multi_remove_handle(m_handle, easy);
-    curl_easy_cleanup(easy);
+    curl().easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    curl().multi_remove_handle(m_handle, easy);
+    curl().easy_cleanup(easy);
     transfer->forgetHeaders();
     transfer->reply.code = transfer->strayPeer ? CURLE_COULDNT_CONNECT : code;
     transfer->reply.status = status;
@@ -294,6 +296,11 @@ CurlLoop::~CurlLoop() = default;
 
 QCoro::Task<CurlReply> CurlLoop::perform(CurlRequest request)
 {
+    if (!curlApi()) {
+        CurlReply failed;
+        failed.code = CURLE_FAILED_INIT;
+        co_return failed;
+    }
     if (!m_multi)
         m_multi = std::make_unique<Multi>();
     const std::shared_ptr<Transfer> transfer = m_multi->start(std::move(request));

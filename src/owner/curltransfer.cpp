@@ -14,21 +14,22 @@ bool isLoopback(std::string_view host)
 
 std::optional<std::string_view> protocolFor(const QByteArray &url)
 {
-    const std::unique_ptr<CURLU, void (*)(CURLU *)> parsed(curl_url(), curl_url_cleanup);
-    if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.constData(), CURLU_PATH_AS_IS) != CURLUE_OK)
+    const std::unique_ptr<CURLU, void (*)(CURLU *)> parsed(curl().url(), curl().url_cleanup);
+    if (!parsed
+        || curl().url_set(parsed.get(), CURLUPART_URL, url.constData(), CURLU_PATH_AS_IS) != CURLUE_OK)
         return std::nullopt;
     char *scheme = nullptr;
     char *host = nullptr;
     std::optional<std::string_view> protocol;
-    if (curl_url_get(parsed.get(), CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK
-        && curl_url_get(parsed.get(), CURLUPART_HOST, &host, 0) == CURLUE_OK) {
+    if (curl().url_get(parsed.get(), CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK
+        && curl().url_get(parsed.get(), CURLUPART_HOST, &host, 0) == CURLUE_OK) {
         if (std::strcmp(scheme, "https") == 0)
             protocol = "https";
         else if (std::strcmp(scheme, "http") == 0 && isLoopback(host))
             protocol = "http";
     }
-    curl_free(scheme);
-    curl_free(host);
+    curl().free(scheme);
+    curl().free(host);
     return protocol;
 }
 

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QTimer>
 
+#include "owner/curlapi.h"
+
 #include <curl/curl.h>
 
 #include <chrono>
@@ -35,7 +37,8 @@ struct Transfer
     {
         for (curl_slist *line = headers; line; line = line->next)
             explicit_bzero(line->data, std::strlen(line->data));
-        curl_slist_free_all(headers);
+        if (headers)
+            curl().slist_free_all(headers);
         headers = nullptr;
     }
 
