@@ -19,7 +19,7 @@ PushButton {
     enabled: !busy
     flat: true
     leftPadding: 0
-    rightPadding: waiting ? spinner.width + 8 : 0
+    rightPadding: waiting ? 32 : 0
     font.pixelSize: Style.body
     contentItem: Label {
         text: root.text
@@ -31,11 +31,15 @@ PushButton {
         wrapMode: Text.Wrap
         Accessible.ignored: true
     }
-    Working {
-        id: spinner
+    // Made only while busy: a list makes one button per entry, and a spinner each would cost
+    // more than the rest of the button.
+    Loader {
         anchors.right: parent.right
         anchors.verticalCenter: parent.verticalCenter
-        shown: root.busy
+        active: root.busy
+        sourceComponent: Working {
+            shown: true
+        }
     }
     LateFlag {
         id: late

@@ -30,9 +30,12 @@ PushButton {
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
     }
-    Working {
+    Loader {
         anchors.centerIn: parent
-        shown: root.busy
+        active: root.busy
+        sourceComponent: Working {
+            shown: true
+        }
     }
     LateFlag {
         id: late
