@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Controls.Material
 import QtQuick.Controls.impl
 import QtQuick.Layouts
 import Kelvra.Controls
@@ -77,47 +76,26 @@ Page {
             Item {
                 Layout.fillHeight: true
             }
-            PushButton {
-                id: explore
+            // Plain teal cards: Material's raised background draws its shadow through offscreen
+            // layers and shaders of its own, the dearest part of the first frame where frames are
+            // drawn on the CPU.
+            CardButton {
                 objectName: "exploreButton"
                 Layout.fillWidth: true
-                Layout.preferredHeight: 56
                 text: "Explore public demo"
-                highlighted: true
-                // A plain teal card, like the button below it: Material's raised background draws
-                // its shadow through offscreen layers and shaders of its own, the dearest part of
-                // the first frame where frames are drawn on the CPU.
-                background: Rectangle {
-                    visible: root.decorated
-                    radius: 4
-                    color: explore.down ? Qt.darker(Style.tealFill, 1.15) : Style.tealFill
-                    Accessible.ignored: true
-                }
-                font.pixelSize: Style.headline
+                fill: Style.tealFill
+                ink: Style.textOnTeal
+                filled: root.decorated
                 onClicked: root.workspace.entered = true
-                FocusFrame {
-                    shown: parent.visualFocus
-                }
             }
-            PushButton {
-                id: owner
+            CardButton {
                 objectName: "ownerButton"
                 Layout.fillWidth: true
-                Layout.preferredHeight: 56
                 text: "Owner sign-in"
-                flat: true
-                Material.foreground: Style.teal
-                background: Rectangle {
-                    visible: root.decorated
-                    radius: 4
-                    color: owner.down ? Qt.darker(Style.tealTint, 1.1) : Style.tealTint
-                    Accessible.ignored: true
-                }
-                font.pixelSize: Style.headline
+                fill: Style.tealTint
+                ink: Style.teal
+                filled: root.decorated
                 onClicked: root.workspace.unlock()
-                FocusFrame {
-                    shown: parent.visualFocus
-                }
             }
             Label {
                 Layout.fillWidth: true
