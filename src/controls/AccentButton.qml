@@ -31,14 +31,16 @@ PushButton {
         wrapMode: Text.Wrap
         Accessible.ignored: true
     }
-    // Made only while busy: a list makes one button per entry, and a spinner each would cost
-    // more than the rest of the button.
+    // Made only once busy shows: a list makes one button per entry, and a spinner each would
+    // cost more than the rest of the button; made at once, it would draw a frame for every quick
+    // request.
     Loader {
         anchors.right: parent.right
         anchors.verticalCenter: parent.verticalCenter
-        active: root.busy
+        active: root.waiting
         sourceComponent: Working {
             shown: true
+            after: 0
         }
     }
     LateFlag {

@@ -32,9 +32,10 @@ PushButton {
     }
     Loader {
         anchors.centerIn: parent
-        active: root.busy
+        active: root.waiting
         sourceComponent: Working {
             shown: true
+            after: 0
         }
     }
     LateFlag {

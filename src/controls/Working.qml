@@ -10,6 +10,8 @@ BusyIndicator {
     id: root
     // Whether there is work going on; the spinner turns once it has gone on a moment.
     property bool shown: false
+    // How long the work goes on before the spinner turns, in milliseconds.
+    property alias after: late.after
 
     objectName: "working"
     implicitWidth: 24
