@@ -200,6 +200,8 @@ private slots:
             QQuickItem *flickable = app.item(screen == OnHome      ? "homeScroll"
                                              : screen == OnMarkets ? "quoteList"
                                                                    : "accountScroll");
+            // The failure has just changed the screen: the gesture starts once it is laid out.
+            QVERIFY(QQuickTest::qWaitForPolish(app.window()));
             const QPoint at = flickable->mapToScene(QPointF(flickable->width() / 2, 60)).toPoint();
             QTest::mousePress(app.window(), Qt::LeftButton, {}, at);
             for (int step = 1; step <= 20; ++step)
