@@ -83,14 +83,13 @@ Page {
                     Item {
                         Layout.fillWidth: true
                     }
-                    ComboBox {
+                    Picker {
                         objectName: "asset"
                         Layout.preferredWidth: 160
                         model: root.trade.assetNames
                         currentIndex: root.trade.assetIndex
                         onActivated: index => root.trade.assetIndex = index
                         Accessible.name: "Asset"
-                        Component.onCompleted: contentItem.Accessible.ignored = true
                     }
                 }
                 DecimalField {

@@ -108,6 +108,7 @@ public:
         m_workspace->trade()->calculate();
         co_await settle(400ms);
         shoot("trade-lab");
+        co_await pickerOpen();
         co_await tradeStates();
 
         // The owner signs in: the gate, the sign-in waiting with its code, the portal approved in
@@ -179,6 +180,20 @@ private:
         trade->calculate();
         if (QQuickItem *top = item("snapshotSection"))
             scrollTo(top);
+    }
+
+    // The asset picker's list, open over the form.
+    QCoro::Task<> pickerOpen()
+    {
+        QQuickItem *picker = item("asset");
+        QObject *popup = picker ? picker->property("popup").value<QObject *>() : nullptr;
+        if (!popup)
+            co_return;
+        QMetaObject::invokeMethod(popup, "open");
+        co_await settle(400ms);
+        shoot("trade-picker");
+        QMetaObject::invokeMethod(popup, "close");
+        co_await settle(400ms);
     }
 
     QQuickItem *item(const QString &name) { return find(m_window->contentItem(), name); }
