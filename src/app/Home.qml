@@ -112,27 +112,25 @@ Page {
                     Flow {
                         Layout.fillWidth: true
                         spacing: 8
-                        PushButton {
+                        CardButton {
                             objectName: "accountDetails"
+                            implicitHeight: 48
                             text: "Account details"
-                            Material.background: Style.brightTeal
-                            Material.foreground: Style.textOnBrightTeal
+                            font.pixelSize: Style.subheadline
+                            fill: Style.brightTeal
+                            ink: Style.textOnBrightTeal
+                            ring: Style.textOnNavy
                             onClicked: root.workspace.showTab(Workspace.Account)
-                            FocusFrame {
-                                shown: parent.visualFocus
-                                border.color: Style.textOnNavy
-                            }
                         }
-                        PushButton {
+                        CardButton {
                             objectName: "paperTrade"
+                            implicitHeight: 48
                             text: "Paper trade"
-                            Material.background: Style.brightTeal
-                            Material.foreground: Style.textOnBrightTeal
+                            font.pixelSize: Style.subheadline
+                            fill: Style.brightTeal
+                            ink: Style.textOnBrightTeal
+                            ring: Style.textOnNavy
                             onClicked: root.workspace.showTab(Workspace.Trade)
-                            FocusFrame {
-                                shown: parent.visualFocus
-                                border.color: Style.textOnNavy
-                            }
                         }
                     }
                 }

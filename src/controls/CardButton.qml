@@ -12,6 +12,8 @@ T.Button {
     required property color ink
     // False draws the text alone.
     property bool filled: true
+    // The focus ring's colour, for a button on a dark card.
+    property color ring: Style.teal
 
     implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset, implicitContentWidth + leftPadding + rightPadding)
     implicitHeight: 56
@@ -45,5 +47,6 @@ T.Button {
     }
     FocusFrame {
         shown: root.visualFocus
+        border.color: root.ring
     }
 }
