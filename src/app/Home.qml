@@ -88,17 +88,26 @@ Page {
                         }
                     }
                     // The figure keeps its size while it fits; in a narrow window it shrinks
-                    // rather than run out of the card.
+                    // rather than run out of the card. The size is worked out once from the
+                    // figure's width at full size: Qt's own fitting tries size after size, each
+                    // a font kept in the font cache, whose clean-up then wakes the program.
                     Label {
+                        id: vaultFigure
                         objectName: "vaultFigure"
                         Layout.fillWidth: true
                         text: root.workspace.balance.balance
                         textFormat: Text.PlainText
-                        font.pixelSize: 40
+                        font.pixelSize: Math.max(16, Math.min(40, Math.floor(40 * (width - 2) / Math.max(1, fullSize.advanceWidth))))
                         font.bold: true
                         fontSizeMode: Text.HorizontalFit
                         minimumPixelSize: 16
                         color: Style.textOnNavy
+                        TextMetrics {
+                            id: fullSize
+                            text: vaultFigure.text
+                            font.pixelSize: 40
+                            font.bold: true
+                        }
                     }
                     Label {
                         objectName: "vaultStatus"
