@@ -22,7 +22,7 @@ struct Service
     // The origin followed directly by path, nothing escaped or inserted; none when the joined
     // text is not an absolute URL with a host.
     std::optional<QUrl> url(QStringView path) const;
-    // A request with the default cache behaviour, the time-out, no headers, and the authorities
-    // when there are any.
+    // A request with the default cache behaviour, the time-out, no headers, its connection not
+    // kept for another, and the authorities when there are any.
     QNetworkRequest request(const QUrl &url) const;
 };

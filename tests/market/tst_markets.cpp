@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 
 using namespace std::chrono_literals;
@@ -107,6 +109,32 @@ private slots:
         const Quote q = markets.quotes().value(0);
         QCOMPARE((QList<double>{q.high(), q.low(), q.bid(), q.ask(), q.change(), q.volume()}),
                  (QList<double>{3000, 3000, 3000, 3000, 0, 0}));
+    }
+
+    // A load keeps no connection open behind it: the service would give it up long after, and
+    // wake the program then.
+    void connectionClosed()
+    {
+        QTcpServer peer;
+        QVERIFY(peer.listen(QHostAddress::LocalHost));
+        QTcpSocket *accepted = nullptr;
+        QByteArray head;
+        connect(&peer, &QTcpServer::newConnection, &peer, [&] {
+            accepted = peer.nextPendingConnection();
+            connect(accepted, &QTcpSocket::readyRead, accepted, [&] {
+                head += accepted->readAll();
+                if (!head.contains("\r\n\r\n"))
+                    return;
+                const QByteArray body = snapshot(threeRows);
+                accepted->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: "
+                                + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+            });
+        });
+        Markets markets(&client, Service{QStringLiteral("http://127.0.0.1:%1").arg(peer.serverPort())});
+        QCoro::waitFor(markets.load());
+        QCOMPARE(markets.quotes().size(), 3);
+        QVERIFY(accepted);
+        QTRY_COMPARE(accepted->state(), QAbstractSocket::UnconnectedState);
     }
 
     void search_data()
