@@ -101,6 +101,9 @@ QCoro::Task<bool> StandInBrowser::approvePage(QUrl portal)
     request.setRawHeader("Origin", portal.adjusted(QUrl::RemovePath).toString().toLatin1());
     std::unique_ptr<QNetworkReply> reply(
         co_await m_client.post(request, "decision=approve&token=" + token.toLatin1()));
+    // The owner closes the page: a connection kept open here, in the app's process, would wake it
+    // when the service gives the connection up.
+    m_client.clearConnectionCache();
     co_return reply->error() == QNetworkReply::NoError;
 }
 
