@@ -24,6 +24,9 @@ TabBar {
             objectName: "tab" + modelData.title
             text: modelData.title
             icon.source: "qrc:/Kelvra/icons/" + modelData.icon + ".svg"
+            // Not kept in Qt Quick's image cache once a colour change lets it go: the cache would
+            // wake the program every 30 seconds until it dropped the image.
+            icon.cache: false
             display: AbstractButton.TextUnderIcon
             font.capitalization: Font.MixedCase
             font.pixelSize: Style.caption

@@ -62,6 +62,9 @@ Page {
                 spacing: 8
                 IconImage {
                     source: root.decorated ? "qrc:/Kelvra/icons/shield.svg" : ""
+                    // Kept out of Qt Quick's image cache, which wakes the program every 30
+                    // seconds while it holds an image no item shows.
+                    cache: false
                     color: Style.foreground
                     sourceSize.width: 18
                     sourceSize.height: 18

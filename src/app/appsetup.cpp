@@ -6,6 +6,7 @@
 #include <QIcon>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QPixmapCache>
 #include <QQmlEngine>
 #include <QQmlNetworkAccessManagerFactory>
 #include <QQuickStyle>
@@ -104,6 +105,9 @@ void prepareApplication()
     // The desktop entry's name; the window's class and icon follow it.
     QGuiApplication::setDesktopFileName(QStringLiteral("app.kelvra.Kelvra"));
     QQuickStyle::setStyle(QStringLiteral("Material"));
+    // Only the window icon would go through Qt's pixmap cache, which keeps it and wakes the
+    // program on a 30-second timer to flush it.
+    QPixmapCache::setCacheLimit(0);
     // Text from the font's own hinted glyphs rather than distance fields: where frames are drawn
     // on the CPU a screen of new text costs a fraction as much, and small text is sharper.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);

@@ -18,6 +18,9 @@ Item {
         // The wordmark in the navy of headings: the brand navy is lost on a dark background.
         source: !logo.shown ? "" : Style.dark ? "qrc:/Kelvra/Controls/logo-dark.png" : "qrc:/Kelvra/Controls/logo.png"
         fillMode: Image.PreserveAspectFit
+        // Kept out of Qt Quick's image cache, which wakes the program every 30 seconds while it
+        // holds an image no item shows.
+        cache: false
         horizontalAlignment: Image.AlignHCenter
         verticalAlignment: Image.AlignVCenter
         smooth: true
