@@ -1,6 +1,7 @@
 #include "quiet.h"
 #include "unlock/pamownerauthenticator.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QPointer>
@@ -10,6 +11,7 @@
 
 #include <security/pam_appl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <pwd.h>
@@ -34,16 +36,36 @@ bool openSlowGate()
     return gate >= 0 && ::close(gate) == 0;
 }
 
-// A process started by one of ours runs: the slow stack's helper.
-bool helperRunning()
+// The processes started by this one: for each, its command line and what it waits on.
+QStringList ourProcesses()
 {
+    QStringList found;
     for (const QString &task :
          QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile children(QStringLiteral("/proc/self/task/%1/children").arg(task));
-        if (children.open(QIODevice::ReadOnly) && !children.readAll().trimmed().isEmpty())
-            return true;
+        QFile list(QStringLiteral("/proc/self/task/%1/children").arg(task));
+        if (!list.open(QIODevice::ReadOnly))
+            continue;
+        for (const QByteArray &pid : list.readAll().simplified().split(' ')) {
+            if (pid.isEmpty())
+                continue;
+            QFile cmdline("/proc/" + pid + "/cmdline");
+            QFile wchan("/proc/" + pid + "/wchan");
+            const bool read = cmdline.open(QIODevice::ReadOnly) && wchan.open(QIODevice::ReadOnly);
+            found << QString::fromLocal8Bit(pid + ": " + (read ? cmdline.readAll().replace('\0', ' ') : "")
+                                            + "waits in " + (read ? wchan.readAll() : "?"));
+        }
     }
-    return false;
+    return found;
+}
+
+// The slow stack's helper runs: a child of ours that reads the gate. A child still on its way to
+// the helper's program does not count.
+bool helperRunning()
+{
+    const QStringList processes = ourProcesses();
+    const QString gate = QStringLiteral(KELVRA_PAM_SLOW_GATE);
+    return std::any_of(processes.cbegin(), processes.cend(),
+                       [&gate](const QString &process) { return process.contains(gate); });
 }
 
 } // namespace
@@ -163,16 +185,17 @@ private slots:
                 // The GUI thread is held up until the slow stack's helper runs, or until the stack
                 // has ended and posted its success.
                 const bool slow = service == "owner-slow";
-                while (slow ? !helperRunning() : threads() > idle)
+                const QDeadlineTimer deadline(30s);
+                while ((slow ? !helperRunning() : threads() > idle) && !deadline.hasExpired())
                     std::this_thread::yield();
+                QVERIFY2(!deadline.hasExpired(), qPrintable(ourProcesses().join(u'\n')));
             }
             twist.endsWith("let go") ? context.reset() : prompt->cancel();
             // At once: while the slow stack still works on.
             QTRY_COMPARE(replies.size(), 1);
             QVERIFY(service != "owner-slow" || threads() > idle);
-            // The stack's helper may take a while to reach its gate on a loaded machine.
             if (service == "owner-slow")
-                QTRY_VERIFY_WITH_TIMEOUT(openSlowGate(), 30000);
+                QTRY_VERIFY2_WITH_TIMEOUT(openSlowGate(), qPrintable(ourProcesses().join(u'\n')), 30000);
         }
         QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 1, 10000);
         QTRY_COMPARE_WITH_TIMEOUT(threads(), idle, 30000); // the stack has finished
