@@ -12,6 +12,15 @@ Page {
     id: root
     required property Workspace workspace
 
+    // The vault card's buttons: bright on its navy, with a light focus ring.
+    component VaultButton: CardButton {
+        implicitHeight: 48
+        font.pixelSize: Style.subheadline
+        fill: Style.brightTeal
+        ink: Style.textOnBrightTeal
+        ring: Style.textOnNavy
+    }
+
     title: "Home"
     background: Rectangle {
         color: Style.groupedBackground
@@ -121,24 +130,14 @@ Page {
                     Flow {
                         Layout.fillWidth: true
                         spacing: 8
-                        CardButton {
+                        VaultButton {
                             objectName: "accountDetails"
-                            implicitHeight: 48
                             text: "Account details"
-                            font.pixelSize: Style.subheadline
-                            fill: Style.brightTeal
-                            ink: Style.textOnBrightTeal
-                            ring: Style.textOnNavy
                             onClicked: root.workspace.showTab(Workspace.Account)
                         }
-                        CardButton {
+                        VaultButton {
                             objectName: "paperTrade"
-                            implicitHeight: 48
                             text: "Paper trade"
-                            font.pixelSize: Style.subheadline
-                            fill: Style.brightTeal
-                            ink: Style.textOnBrightTeal
-                            ring: Style.textOnNavy
                             onClicked: root.workspace.showTab(Workspace.Trade)
                         }
                     }
