@@ -121,10 +121,10 @@ void idle(const Setup &setup, const QString &origin, Readings &out)
         }
     }
     const double appCpu = proc::cpuMs(app.pid()), bareCpu = proc::cpuMs(bare.pid());
-    const qint64 appWakes = proc::switches(app.pid()), bareWakes = proc::switches(bare.pid());
+    const proc::Switches appStart = proc::switches(app.pid()), bareStart = proc::switches(bare.pid());
     const qint64 bareRss = proc::statusKiB(bare.pid(), "VmRSS");
-    // The app's switches, a quarter second at a time, told apart by the checks' marks.
-    qint64 last = appWakes, inChecks = 0, outside = 0;
+    // The app's wake-ups, a quarter second at a time, told apart by the checks' marks.
+    qint64 last = appStart.voluntary, inChecks = 0, outside = 0;
     int checks = 0;
     bool checking = false, markedBefore = false;
     const auto until = std::chrono::steady_clock::now() + setup.idle;
@@ -140,7 +140,7 @@ void idle(const Setup &setup, const QString &origin, Readings &out)
             checking = *got == "check-begins";
             checks += checking ? 1 : 0;
         }
-        const qint64 now = proc::switches(app.pid());
+        const qint64 now = proc::switches(app.pid()).voluntary;
         ((marked || markedBefore) ? inChecks : outside) += now - last;
         markedBefore = marked;
         last = now;
@@ -149,8 +149,10 @@ void idle(const Setup &setup, const QString &origin, Readings &out)
     out.appWakesOutsideChecks.add(double(outside));
     out.appIdleCpuMs.add(proc::cpuMs(app.pid()) - appCpu);
     out.bareIdleCpuMs.add(proc::cpuMs(bare.pid()) - bareCpu);
-    out.appIdleWakes.add(double(proc::switches(app.pid()) - appWakes));
-    out.bareIdleWakes.add(double(proc::switches(bare.pid()) - bareWakes));
+    const proc::Switches appEnd = proc::switches(app.pid()), bareEnd = proc::switches(bare.pid());
+    out.appIdleWakes.add(double(appEnd.voluntary - appStart.voluntary));
+    out.appIdlePreempted.add(double(appEnd.involuntary - appStart.involuntary));
+    out.bareIdleWakes.add(double(bareEnd.voluntary - bareStart.voluntary));
     out.bareDriftKiB.add(double(proc::statusKiB(bare.pid(), "VmRSS") - bareRss));
 }
 

@@ -32,8 +32,9 @@ struct Readings
     Series historyFrame, bareChangeFrame; // ms
     Series historyRows, historyPeakKiB;
     Series appIdleCpuMs, bareIdleCpuMs; // over Setup::idle
-    Series appIdleWakes, bareIdleWakes; // context switches over Setup::idle
-    // The app's switches in the quarter seconds in which a check began or ended (and the one
+    Series appIdleWakes, bareIdleWakes; // voluntary context switches over Setup::idle
+    Series appIdlePreempted;            // involuntary ones
+    // The app's wake-ups in the quarter seconds in which a check began or ended (and the one
     // after), per check; and in all the others.
     Series appWakesPerCheck, appWakesOutsideChecks;
     Series bareDriftKiB; // RSS change of the bare window over Setup::idle

@@ -111,10 +111,11 @@ QString table(const Setup &setup, const Readings &r)
                 QStringLiteral("bare window: ") + bareIdle.text(3) + QStringLiteral(" %"),
                 ratio(appIdle.median(), bareIdle.median()), QStringLiteral("< 0.1 % of a core"),
                 verdict(!appIdle.empty(), appIdle.median(), 0.1)});
-    out += row({QStringLiteral("idle wake-ups (context switches of all threads)"),
+    out += row({QStringLiteral("idle wake-ups (voluntary context switches of all threads)"),
                 r.appIdleWakes.text(0) + QStringLiteral(" per %1 s: ").arg(seconds)
                     + r.appWakesPerCheck.text(0) + QStringLiteral(" per check, ")
-                    + r.appWakesOutsideChecks.text(0) + QStringLiteral(" outside the checks"),
+                    + r.appWakesOutsideChecks.text(0) + QStringLiteral(" outside the checks; besides, ")
+                    + r.appIdlePreempted.text(0) + QStringLiteral(" times preempted"),
                 QStringLiteral("bare window: ") + r.bareIdleWakes.text(0),
                 ratio(r.appIdleWakes.median(), r.bareIdleWakes.median()),
                 QStringLiteral("none outside the 30-second check"),

@@ -217,16 +217,19 @@ double cpuMs(pid_t pid)
     return any ? ns / 1e6 : -1;
 }
 
-qint64 switches(pid_t pid)
+Switches switches(pid_t pid)
 {
-    qint64 total = 0;
+    Switches total;
     const QStringList tasks =
         QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString &task : tasks) {
         const QByteArray status = readFile(QStringLiteral("/proc/%1/task/%2/status").arg(pid).arg(task));
         for (const QByteArray &line : status.split('\n')) {
-            if (line.startsWith("voluntary_ctxt_switches:") || line.startsWith("nonvoluntary_ctxt_switches:"))
-                total += line.mid(line.indexOf(':') + 1).trimmed().toLongLong();
+            const qint64 count = line.mid(line.indexOf(':') + 1).trimmed().toLongLong();
+            if (line.startsWith("voluntary_ctxt_switches:"))
+                total.voluntary += count;
+            else if (line.startsWith("nonvoluntary_ctxt_switches:"))
+                total.involuntary += count;
         }
     }
     return total;

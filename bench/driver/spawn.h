@@ -51,8 +51,15 @@ private:
 namespace proc {
 // CPU time of all of the process's threads now alive, in milliseconds.
 double cpuMs(pid_t pid);
-// Voluntary plus involuntary context switches over all of its threads: how often it woke.
-qint64 switches(pid_t pid);
+// Context switches summed over all of its threads. A voluntary one is a thread going to sleep,
+// so it counts the wake-ups; an involuntary one is the scheduler handing the core to another
+// process that woke, the service or the bench itself, while the thread ran anyway.
+struct Switches
+{
+    qint64 voluntary = 0;
+    qint64 involuntary = 0;
+};
+Switches switches(pid_t pid);
 // A "Vm..." field of its status in KiB; -1 when gone.
 qint64 statusKiB(pid_t pid, const char *field);
 // The process and all its descendants.
