@@ -194,8 +194,13 @@ private slots:
             // At once: while the slow stack still works on.
             QTRY_COMPARE(replies.size(), 1);
             QVERIFY(service != "owner-slow" || threads() > idle);
-            if (service == "owner-slow")
-                QTRY_VERIFY2_WITH_TIMEOUT(openSlowGate(), qPrintable(ourProcesses().join(u'\n')), 30000);
+            if (service == "owner-slow") {
+                // QTRY_* evaluates its condition again after it holds; once the helper has read
+                // the gate and ended, opening it again fails.
+                bool gateOpened = false;
+                QTRY_VERIFY2_WITH_TIMEOUT((gateOpened = gateOpened || openSlowGate()),
+                                          qPrintable(ourProcesses().join(u'\n')), 30000);
+            }
         }
         QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 1, 10000);
         QTRY_COMPARE_WITH_TIMEOUT(threads(), idle, 30000); // the stack has finished
@@ -251,7 +256,7 @@ private slots:
         if (!twist.isEmpty()) {
             // Here at all while the status program waits at the pipe for the test: the event loop turns.
             int pipe = -1;
-            QTRY_VERIFY((pipe = open(release.constData(), O_WRONLY | O_NONBLOCK)) >= 0);
+            QTRY_VERIFY(pipe >= 0 || (pipe = open(release.constData(), O_WRONLY | O_NONBLOCK)) >= 0);
             QVERIFY(replies.isEmpty());
             if (twist == "let go") {
                 context.reset();
