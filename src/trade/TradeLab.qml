@@ -19,6 +19,11 @@ Page {
     FollowFocus {
         flickable: scroll
     }
+    Binding {
+        target: root.trade
+        property: "shown"
+        value: root.visible
+    }
     Flickable {
         id: scroll
         objectName: "tradeScroll"

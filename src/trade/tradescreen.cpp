@@ -96,13 +96,21 @@ void TradeScreen::followQuote()
     updateAge();
 }
 
+void TradeScreen::setShown(bool shown)
+{
+    if (!publish(this, m_shown, shown, &TradeScreen::shownChanged))
+        return;
+    // Coming back, the age is worked out anew before the screen is drawn.
+    updateAge();
+}
+
 void TradeScreen::updateAge()
 {
     const QuoteAge age = m_quote ? ::quoteAge(m_quote->time(), now()) : QuoteAge{};
     publish(this, m_age, age.text, &TradeScreen::quoteAgeChanged);
     publish(this, m_fresh, age.fresh, &TradeScreen::quoteFreshChanged);
     // Wakes only when the text is due to change, not every second.
-    if (age.changesInMs)
+    if (m_shown && age.changesInMs)
         m_ageTimer.start(int(std::min<qint64>(*age.changesInMs, 3'600'000)));
     else
         m_ageTimer.stop();

@@ -46,6 +46,9 @@ class TradeScreen : public QObject
     Q_PROPERTY(QString spread READ spread NOTIFY snapshotChanged)
     Q_PROPERTY(QString volume READ volume NOTIFY snapshotChanged)
     Q_PROPERTY(QString quoteTime READ quoteTime NOTIFY snapshotChanged)
+    // Whether the trade lab is on screen. The quote's age is kept current only then: off screen a
+    // minute's tick would wake the program for a text nobody sees.
+    Q_PROPERTY(bool shown READ shown WRITE setShown NOTIFY shownChanged)
     // How old the quote is, kept current while it shows; empty while there is no quote.
     Q_PROPERTY(QString quoteAge READ quoteAge NOTIFY quoteAgeChanged)
     Q_PROPERTY(bool quoteFresh READ quoteFresh NOTIFY quoteFreshChanged)
@@ -85,6 +88,8 @@ public:
     const QString &quoteTime() const { return m_rows.time; }
     const QString &quoteAge() const { return m_age; }
     bool quoteFresh() const { return m_fresh; }
+    bool shown() const { return m_shown; }
+    void setShown(bool shown);
 
     // Prices the order against q() at the current time and shows the outcome in `preview`.
     Q_INVOKABLE void calculate();
@@ -106,6 +111,7 @@ signals:
     void snapshotChanged();
     void quoteAgeChanged();
     void quoteFreshChanged();
+    void shownChanged();
 
 private:
     // Takes the chosen asset's quote from the store and, when it changed, its rows.
@@ -127,6 +133,7 @@ private:
     SnapshotRows m_rows;
     QString m_age;
     bool m_fresh = false;
+    bool m_shown = false;
     QTimer m_ageTimer;
     Clock m_clock;
 };

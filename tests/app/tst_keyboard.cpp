@@ -73,11 +73,11 @@ private slots:
         addRow("link, Return", int(OnAccount), "Try guided demo", "Return", "opened:/demo.html");
         addRow("link, Enter", int(OnAccount), "Competition materials", "Enter", "opened:/competition.html");
         for (const char *key : {"Return", "Enter", "Space"})
-            QTest::addRow("segment, %s", key) << int(OnTrade) << "Sell" << key << "side:Sell";
+            QTest::addRow("segment, %s", key) << int(OnTrade) << "Sell" << key << "side:Sell; trade shown:1";
         addRow("picker, Space", int(OnTrade), "Asset", "Space, Down, Return", "asset:ETH-USD");
-        addRow("Ctrl+1", int(OnTrade), "", "Ctrl+1", "tab:0; asked:");
+        addRow("Ctrl+1", int(OnTrade), "", "Ctrl+1", "tab:0; asked:; trade shown:0");
         addRow("Ctrl+2", int(OnHome), "", "Ctrl+2", "tab:1; asked:");
-        addRow("Ctrl+3", int(OnAccount), "", "Ctrl+3", "tab:2; asked:");
+        addRow("Ctrl+3", int(OnAccount), "", "Ctrl+3", "tab:2; asked:; trade shown:1");
         addRow("Ctrl+4", int(OnMarkets), "", "Ctrl+4", "tab:3; asked:");
         addRow("Ctrl+4 on welcome", int(OnWelcome), "", "Ctrl+4", "entered:0; tab:0; asked:");
         addRow("Ctrl+F", int(OnAccount), "", "Ctrl+F, E, T, H", "tab:1; search:eth; asked:");
@@ -116,6 +116,7 @@ private slots:
                 "opened:" + (app.opener.opened.isEmpty() ? QString() : app.opener.opened.last().path()),
                 "side:" + w->trade()->side(),
                 "asset:" + w->trade()->asset(),
+                "trade shown:" + QString::number(w->trade()->shown()),
                 "search:" + app.text("search"),
                 "asked:" + asked.join(u' ')};
         };

@@ -247,16 +247,30 @@ private slots:
         screen.setFee("1");
         QCOMPARE(screen.invalidField(), QString());
 
-        // Fresh when it arrives, stale a moment later by the wall clock.
+        // Fresh when it arrives, stale a moment later by the wall clock, but only on screen: off
+        // screen the age waits, and is worked out anew as the screen comes back.
         QSignalSpy fresh(&screen, &TradeScreen::quoteFreshChanged);
-        const QDateTime quoted = QDateTime::currentDateTimeUtc().addMSecs(-118'500);
-        QJsonArray quotes;
-        for (const char *pair : {"BTC-USD", "ETH-USD", "SOL-USD"})
-            quotes.append(
-                QJsonObject{{"pair", pair}, {"price", 1}, {"time", quoted.toString(Qt::ISODateWithMs)}});
-        service.onJson("/market-data", QJsonObject{{"quotes", quotes}});
-        QCoro::waitFor(markets.load());
+        const auto quoteAged = [&](int ms) {
+            const QDateTime quoted = QDateTime::currentDateTimeUtc().addMSecs(-ms);
+            QJsonArray quotes;
+            for (const char *pair : {"BTC-USD", "ETH-USD", "SOL-USD"})
+                quotes.append(
+                    QJsonObject{{"pair", pair}, {"price", 1}, {"time", quoted.toString(Qt::ISODateWithMs)}});
+            service.onJson("/market-data", QJsonObject{{"quotes", quotes}});
+            QCoro::waitFor(markets.load());
+        };
+        screen.setShown(true);
+        quoteAged(118'500);
         QTRY_COMPARE(fresh.count(), 2);
+        QVERIFY(!screen.quoteFresh() && screen.quoteAge().endsWith(stale));
+
+        screen.setShown(false);
+        quoteAged(118'500);
+        QCOMPARE(fresh.count(), 3);
+        QTest::qWait(2000);
+        QVERIFY(screen.quoteFresh());
+        screen.setShown(true);
+        QCOMPARE(fresh.count(), 4);
         QVERIFY(!screen.quoteFresh() && screen.quoteAge().endsWith(stale));
     }
 };
