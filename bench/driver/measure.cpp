@@ -12,6 +12,7 @@
 #include <QThread>
 
 #include <cstdio>
+#include <thread>
 
 using namespace std::chrono_literals;
 
@@ -119,6 +120,16 @@ void idle(const Setup &setup, const QString &origin, Readings &out)
             if (*got == "ready")
                 break;
         }
+    }
+    // "ready" is printed while the app still works: its threads go to sleep once it is written.
+    // The window opens after a quarter second in which no thread of either went to sleep.
+    for (int quarter = 0; quarter < 20; ++quarter) {
+        const qint64 appBefore = proc::switches(app.pid()).voluntary;
+        const qint64 bareBefore = proc::switches(bare.pid()).voluntary;
+        std::this_thread::sleep_for(250ms);
+        if (proc::switches(app.pid()).voluntary == appBefore
+            && proc::switches(bare.pid()).voluntary == bareBefore)
+            break;
     }
     const double appCpu = proc::cpuMs(app.pid()), bareCpu = proc::cpuMs(bare.pid());
     const proc::Switches appStart = proc::switches(app.pid()), bareStart = proc::switches(bare.pid());
