@@ -267,7 +267,7 @@ private slots:
         screen.setShown(false);
         quoteAged(118'500);
         QCOMPARE(fresh.count(), 3);
-        QTest::qWait(2000);
+        QTest::qWait(2000); // past the tick the age would take on screen, 1.5 s and 5 % from now
         QVERIFY(screen.quoteFresh());
         screen.setShown(true);
         QCOMPARE(fresh.count(), 4);
