@@ -10,6 +10,8 @@ TradeScreen::TradeScreen(Markets *market, QObject *parent)
     : QObject(parent)
     , m_market(market)
 {
+    // A child, so that whether it is armed can be seen from outside.
+    m_ageTimer.setParent(this);
     m_ageTimer.setSingleShot(true);
     connect(&m_ageTimer, &QTimer::timeout, this, &TradeScreen::updateAge);
     if (m_market)
