@@ -3,18 +3,33 @@
 #include "model/number.h"
 
 #include <nlohmann/json.hpp>
+#include <simdjson.h>
 
 #include <algorithm>
 
 namespace {
+
+// simdjson reads the largest history in a tenth of a millisecond, nlohmann's reader in one and a
+// half. Both are strict to the RFC, but simdjson also refuses texts the RFC allows (an integer
+// beyond 64 bits, a byte order mark, nesting deeper than 1024), so it only ever accepts: what it
+// refuses, nlohmann's reader decides.
+bool quicklyAccepted(const QByteArray &body)
+{
+    simdjson::dom::parser parser;
+    return parser.parse(body.constData(), size_t(body.size())).error() == simdjson::SUCCESS;
+}
 
 // nlohmann's reader is strict to the RFC, but converts numbers with the C library in the thread's
 // locale and trips on a decimal separator of more than one byte (ps_AF's "٫"), so it reads in the
 // C locale. It also takes a NUL byte for the end of the text; no JSON text holds one anywhere.
 bool strictJson(const QByteArray &body)
 {
+    if (body.contains('\0'))
+        return false;
+    if (quicklyAccepted(body))
+        return true;
     const locale_t c = cLocale();
-    if (c == locale_t{} || body.contains('\0'))
+    if (c == locale_t{})
         return false;
     const locale_t previous = uselocale(c);
     const bool accepted = nlohmann::json::accept(body.cbegin(), body.cend());
