@@ -98,10 +98,24 @@ std::optional<QUrl> HistoryList::explorerUrl(const QString &hash)
 
 void HistoryList::rebuild()
 {
+    const QJsonArray rows = m_session ? m_session->history() : QJsonArray{};
+    if (rows == m_rows)
+        return;
+    // Rows taken out and put in rather than a reset: a view lays out removals and insertions when
+    // it next polishes, after the sections above the entries have taken their new size, and
+    // makes only the entries that are then in view. A reset makes them at once, for the space
+    // the sections left before.
     const qsizetype before = m_rows.size();
-    beginResetModel();
-    m_rows = m_session ? m_session->history() : QJsonArray{};
-    endResetModel();
+    if (!m_rows.isEmpty()) {
+        beginRemoveRows({}, 0, int(m_rows.size()) - 1);
+        m_rows = QJsonArray{};
+        endRemoveRows();
+    }
+    if (!rows.isEmpty()) {
+        beginInsertRows({}, 0, int(rows.size()) - 1);
+        m_rows = rows;
+        endInsertRows();
+    }
     if (m_rows.size() != before)
         emit countChanged();
 }

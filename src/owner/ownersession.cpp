@@ -242,8 +242,11 @@ QCoro::Task<> OwnerSession::runCheck()
 
     if (m_generation != generation)
         co_return;
-    setOwner(std::get<QJsonObject>(account));
+    // The history first: a list lays out new entries at its next polish, and the sections that
+    // the account and the connection change above them are laid out before it only if they ask
+    // later (the last to ask is laid out first).
     setHistory(readHistory(*rows));
+    setOwner(std::get<QJsonObject>(account));
     setConnected(true);
     setStatus(QStringLiteral("Owner connected · read-only until ") + expiryTime(m_expires));
 }

@@ -1,9 +1,11 @@
+#include "account/historylist.h"
 #include "model/regionformat.h"
 #include "model/secretmemory.h"
 #include "owner/ownersession.h"
 #include "quiet.h"
 #include "testservice.h"
 
+#include <QAbstractItemModelTester>
 #include <QCoroTask>
 #include <QJsonArray>
 #include <QTest>
@@ -139,6 +141,11 @@ private slots:
         QFETCH(QString, status);
         QFETCH(QString, then);
         auto owner = session();
+        // The account's entries follow the history, in rows taken out and put in, through every
+        // turn of a check.
+        HistoryList entries;
+        QAbstractItemModelTester tester(&entries, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        entries.setSession(owner.get());
         if (signedIn) {
             startSignIn(*owner);
             service->on("/device/claim", json(QJsonObject{{"token", "old"}, {"expires", now + 60000}}));
@@ -163,6 +170,7 @@ private slots:
         QCOMPARE(owner->connected(), then == again);
         QCOMPARE(owner->owner(), status == connectedText ? account : QJsonObject());
         QCOMPARE(owner->history(), status == connectedText ? rows : QJsonArray());
+        QCOMPARE(entries.rowCount(), owner->history().size());
         // The match code stays while its sign-in can still be claimed.
         QCOMPARE(owner->code(), then == "/device/claim" ? "K7Q2" : QString());
         QCOMPARE(owner->proof().isEmpty(), owner->generation() > 0);
