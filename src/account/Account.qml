@@ -51,9 +51,6 @@ Page {
         topMargin: 16
         bottomMargin: 16
         boundsBehavior: Flickable.DragOverBounds
-        // No entries made ahead of the view: Qt makes those in slices of up to 10 ms of the
-        // event loop's time, and a slice that falls before a frame holds it up.
-        cacheBuffer: 0
         ScrollIndicator.vertical: ScrollIndicator {
             Accessible.ignored: true
         }

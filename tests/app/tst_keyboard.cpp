@@ -3,6 +3,7 @@
 #include "trade/tradescreen.h"
 
 #include <QTest>
+#include <QtQuickTest/quicktest.h>
 
 class TestKeyboard : public QObject
 {
@@ -51,6 +52,39 @@ private slots:
             QVERIFY2(shown.top() >= 0 && shown.bottom() <= app.window()->height(), qPrintable(seen.last()));
             QTest::keyClick(app.window(), Qt::Key_Tab);
         } while (app.focused() != order.first() && seen.size() <= order.size());
+        QCOMPARE(seen, order);
+    }
+
+    // Tab reaches every entry of a history taller than the window, each longer than the margin
+    // kept around the focused control: the next entry is made before Tab leaves the one in view.
+    void tabThroughHistory()
+    {
+        AppHarness app;
+        QVERIFY(openScreen(app, OnAccount));
+        app.window()->resize(390, 500);
+        QJsonArray history;
+        QStringList order{"Sign out", "0xowner"};
+        for (const QString id : {"p1", "p2", "p3", "p4"}) {
+            history.append(QJsonObject{{"id", id},
+                                       {"recipient", "0xto" + id},
+                                       {"hash", "0xh"},
+                                       {"reason", QString("A reason several lines long. ").repeated(8)}});
+            order << "0xto" + id << "View on explorer"
+                  << "Verify original intent";
+        }
+        order << "Refresh vault balance";
+        app.service.onJson("/api/history", history);
+        QCoro::waitFor(app.workspace->session()->start());
+        QCoro::waitFor(app.workspace->session()->check());
+        // The list lays its entries out as it next polishes.
+        QTRY_VERIFY(app.item("headline") != nullptr);
+        QVERIFY(app.tabTo(order.first()));
+        QStringList seen;
+        while (seen.size() < order.size()) {
+            seen.append(app.focused());
+            QTest::keyClick(app.window(), Qt::Key_Tab);
+            QVERIFY(QQuickTest::qWaitForPolish(app.window()));
+        }
         QCOMPARE(seen, order);
     }
 
