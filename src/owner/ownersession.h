@@ -55,6 +55,7 @@ public:
 
     const QString &status() const { return m_status; }
     const QJsonObject &owner() const { return m_owner; }
+    // Rows only while the session is connected: stored just before it connects, cleared as it ends.
     const QJsonArray &history() const { return m_history; }
     bool connected() const { return m_connected; }
     const QString &code() const { return m_code; }
