@@ -242,11 +242,8 @@ QCoro::Task<> OwnerSession::runCheck()
 
     if (m_generation != generation)
         co_return;
-    // The history first: a list lays out new entries at its next polish, and the sections that
-    // the account and the connection change above them are laid out before it only if they ask
-    // later (the last to ask is laid out first).
-    setHistory(readHistory(*rows));
     setOwner(std::get<QJsonObject>(account));
+    setHistory(readHistory(*rows));
     setConnected(true);
     setStatus(QStringLiteral("Owner connected · read-only until ") + expiryTime(m_expires));
 }

@@ -165,8 +165,19 @@ private slots:
                 logout.emplace(owner->logout());
         });
 
+        // A refresh lands in one order: account, history, connection, status.
+        QStringList landed;
+        QObject listening; // gone before `landed`
+        for (const auto &[name, changed] : {std::pair("owner", &OwnerSession::ownerChanged),
+                                            std::pair("history", &OwnerSession::historyChanged),
+                                            std::pair("connected", &OwnerSession::connectedChanged),
+                                            std::pair("status", &OwnerSession::statusChanged)})
+            connect(owner.get(), changed, &listening, [&landed, name] { landed.append(name); });
+
         QCoro::waitFor(owner->check());
         QCOMPARE(owner->status() + (owner->generation() ? " · cleared" : ""), status);
+        if (status == connectedText && !signedIn)
+            QCOMPARE(landed, QStringList({"owner", "history", "connected", "status"}));
         QCOMPARE(owner->connected(), then == again);
         QCOMPARE(owner->owner(), status == connectedText ? account : QJsonObject());
         QCOMPARE(owner->history(), status == connectedText ? rows : QJsonArray());
