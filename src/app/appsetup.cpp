@@ -91,6 +91,10 @@ void prepareProcess()
             qputenv("XDG_RUNTIME_DIR", QFile::encodeName(session));
     }
     QCoreApplication::setAttribute(Qt::AA_DisableShaderDiskCache);
+    // The OpenGL drivers keep caches of compiled shaders in the user's home (Mesa's under
+    // ~/.cache, NVIDIA's under ~/.nv); the program stores nothing, so they compile afresh.
+    qputenv("MESA_SHADER_CACHE_DISABLE", "true");
+    qputenv("__GL_SHADER_DISK_CACHE", "0");
     qputenv("QML_DISABLE_DISK_CACHE", "1");
     // On X11, Qt holds each requested frame back 5 ms to gather the changes that follow it. Ours
     // come whole in one turn of the event loop (a reply's fields, then the status line), so the
