@@ -168,11 +168,13 @@ private slots:
         // A refresh lands in one order: account, history, connection, status.
         QStringList landed;
         QObject listening; // gone before `landed`
-        for (const auto &[name, changed] : {std::pair("owner", &OwnerSession::ownerChanged),
+        for (const auto &[text, changed] : {std::pair("owner", &OwnerSession::ownerChanged),
                                             std::pair("history", &OwnerSession::historyChanged),
                                             std::pair("connected", &OwnerSession::connectedChanged),
-                                            std::pair("status", &OwnerSession::statusChanged)})
+                                            std::pair("status", &OwnerSession::statusChanged)}) {
+            const QString name = text; // clang 14 cannot capture a structured binding
             connect(owner.get(), changed, &listening, [&landed, name] { landed.append(name); });
+        }
 
         QCoro::waitFor(owner->check());
         QCOMPARE(owner->status() + (owner->generation() ? " · cleared" : ""), status);
