@@ -87,6 +87,7 @@ Item {
         modal: true
         focus: true
         title: "Kelvra"
+        background: DialogSurface {}
         visible: view.workspace.message.length > 0
         closePolicy: Popup.CloseOnEscape
         // Return, Enter or Space on "OK" dismisses it, as Escape does.

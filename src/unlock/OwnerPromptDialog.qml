@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Kelvra.Controls
 import Kelvra.Core
 
 // Lays out what an owner authentication asks. The OwnerPrompt decides everything; the typed
@@ -23,6 +24,7 @@ Dialog {
     width: Math.min(parent ? parent.width - 48 : 360, 360)
     modal: true
     closePolicy: Popup.NoAutoClose
+    background: DialogSurface {}
     visible: prompt !== null && prompt.open
     // A screen reader names the dialog by its title and reads whose password it asks for.
     title: prompt ? prompt.reason : ""

@@ -14,6 +14,7 @@
 #include <memory>
 
 Q_IMPORT_QML_PLUGIN(Kelvra_CorePlugin)
+Q_IMPORT_QML_PLUGIN(Kelvra_ControlsPlugin)
 
 // The owner prompt, as a store and as the dialog that shows it.
 class TestOwnerPrompt : public QObject

@@ -71,10 +71,11 @@ QQuickItem *find(QQuickItem *item, const QString &name)
 class Tour
 {
 public:
-    Tour(QQuickWindow *window, Workspace *workspace, StandInBrowser *browser, QDir out, Theme *theme,
-         std::optional<bool> dark, TourService *service)
+    Tour(QQuickWindow *window, Workspace *workspace, StandInOwner *owner, StandInBrowser *browser, QDir out,
+         Theme *theme, std::optional<bool> dark, TourService *service)
         : m_window(window)
         , m_workspace(workspace)
+        , m_owner(owner)
         , m_browser(browser)
         , m_out(std::move(out))
         , m_theme(theme)
@@ -111,9 +112,18 @@ public:
         co_await pickerOpen();
         co_await tradeStates();
 
-        // The owner signs in: the gate, the sign-in waiting with its code, the portal approved in
-        // the "browser", then a check.
+        // The owner signs in: the gate asks for the password, the sign-in waits with its code,
+        // the portal is approved in the "browser", then a check.
+        m_owner->queuePrompt(QStringLiteral("ada"));
         m_workspace->unlock();
+        co_await settle(600ms);
+        QQuickItem *answer = item(QStringLiteral("answer"));
+        if (answer)
+            answer->setProperty("text", QStringLiteral("secret"));
+        co_await settle(200ms);
+        shoot("owner-prompt");
+        if (!answer || !QMetaObject::invokeMethod(answer, "accepted"))
+            std::fprintf(stderr, "kelvra-tour: the owner was not asked\n");
         co_await settle(800ms);
         shoot("account-waiting");
         if (!co_await m_browser->approve())
@@ -128,6 +138,12 @@ public:
             scrollTo(proof);
         co_await settle(400ms);
         shoot("account-history");
+        // An alert over the account, as when the browser cannot be opened.
+        m_workspace->setMessage(QStringLiteral("The portal could not be opened in the browser."));
+        co_await settle(400ms);
+        shoot("alert");
+        m_workspace->setMessage({});
+        co_await settle(400ms);
         if (m_service)
             co_await faults();
         co_return m_failed ? 1 : 0;
@@ -236,6 +252,7 @@ private:
 
     QQuickWindow *m_window;
     Workspace *m_workspace;
+    StandInOwner *m_owner;
     StandInBrowser *m_browser;
     QDir m_out;
     Theme *m_theme;
@@ -305,7 +322,7 @@ int main(int argc, char *argv[])
                    parser.value(QStringLiteral("height")).toInt());
 
     auto *theme = kelvra.engine().singletonInstance<Theme *>(qmlTypeId("Kelvra.Core", 1, 0, "Theme"));
-    Tour tour(window, &kelvra.workspace(), &browser, out, theme, dark, service.get());
+    Tour tour(window, &kelvra.workspace(), &owner, &browser, out, theme, dark, service.get());
     int status = 1;
     QCoro::connect(tour.run(), &app, [&status](int result) {
         status = result;
