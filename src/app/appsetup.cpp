@@ -1,6 +1,7 @@
 #include "app/appsetup.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QIcon>
@@ -121,6 +122,44 @@ void prepareApplication()
     // Text from the font's own hinted glyphs rather than distance fields: where frames are drawn
     // on the CPU a screen of new text costs a fraction as much, and small text is sharper.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
+    const QString backend =
+        sceneGraphBackend([](const char *name) { return qgetenv(name); }, graphicsDevices());
+    if (!backend.isEmpty())
+        QQuickWindow::setSceneGraphBackend(backend);
+}
+
+QString sceneGraphBackend(const std::function<QByteArray(const char *)> &variable, const QStringList &devices)
+{
+    for (const char *chosen : {"QT_QUICK_BACKEND", "QMLSCENE_DEVICE", "QSG_RHI_BACKEND"}) {
+        if (!variable(chosen).isEmpty())
+            return {};
+    }
+    // OpenGL drawn on the CPU (Mesa's llvmpipe) compiles machine code for every kind of drawing
+    // and copies a font's whole glyph image for each glyph it adds. Qt Quick's own renderer draws
+    // the same screens with QPainter and repaints only what changed: the window starts in half
+    // the time, with half the memory.
+    const QByteArray software = variable("LIBGL_ALWAYS_SOFTWARE").toLower();
+    const QByteArray gallium = variable("GALLIUM_DRIVER");
+    const bool softwareAsked =
+        (!software.isEmpty() && software != "0" && software != "false" && software != "no")
+        || gallium == "llvmpipe" || gallium == "softpipe";
+    return softwareAsked || devices.isEmpty() ? QStringLiteral("software") : QString();
+}
+
+QStringList graphicsDevices()
+{
+    QStringList usable;
+    const QDir drm(QStringLiteral("/dev/dri"));
+    QStringList candidates;
+    for (const QString &node :
+         drm.entryList({QStringLiteral("renderD*"), QStringLiteral("card*")}, QDir::System))
+        candidates.append(drm.filePath(node));
+    candidates.append(QStringLiteral("/dev/nvidiactl"));
+    for (const QString &device : candidates) {
+        if (::access(QFile::encodeName(device).constData(), R_OK | W_OK) == 0)
+            usable.append(device);
+    }
+    return usable;
 }
 
 void setWindowIcon()
