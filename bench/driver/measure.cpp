@@ -26,10 +26,10 @@ void progress(const QString &what)
 // Runs one measured program to its end and keeps the named readings.
 bool once(Readings &out, const QString &program, const QStringList &arguments,
           std::initializer_list<std::pair<const char *, Series *>> wanted,
-          std::chrono::milliseconds wait = 60s)
+          std::chrono::milliseconds wait = 60s, const QStringList &environment = {})
 {
     Child child;
-    if (!child.start(program, arguments)) {
+    if (!child.start(program, arguments, environment)) {
         out.problems.append(QStringLiteral("could not start %1").arg(program));
         return false;
     }
@@ -167,6 +167,9 @@ void idle(const Setup &setup, const QString &origin, Readings &out)
     out.bareDriftKiB.add(double(proc::statusKiB(bare.pid(), "VmRSS") - bareRss));
 }
 
+// The renderer a machine with a graphics device gets; here Mesa draws it on the CPU.
+const QStringList openGL{QStringLiteral("QT_QUICK_BACKEND=rhi")};
+
 } // namespace
 
 int roundTripOnce(const QString &origin)
@@ -190,6 +193,7 @@ void measure(const Setup &setup, const QString &origin, const QString &paddedOri
     for (int i = 0; i < setup.runs; ++i) {
         once(out, setup.app, ff, {{"first-frame-ms", &out.appFirstFrame}});
         once(out, setup.bare, {QStringLiteral("first-frame")}, {{"first-frame-ms", &out.bareFirstFrame}});
+        once(out, setup.app, ff, {{"first-frame-ms", &out.glFirstFrame}}, 60s, openGL);
         once(out, setup.app, {QStringLiteral("quotes"), origin},
              {{"quotes-after-first-frame-ms", &out.quotesAfterFirst}});
         once(out, setup.self, {QStringLiteral("--roundtrip"), origin}, {{"roundtrip-ms", &out.roundTrip}});
@@ -202,12 +206,16 @@ void measure(const Setup &setup, const QString &origin, const QString &paddedOri
               {"rows", &out.historyRows},
               {"peak-rss-kib", &out.historyPeakKiB}});
         once(out, setup.bare, {QStringLiteral("frame")}, {{"change-to-frame-ms", &out.bareChangeFrame}});
+        once(out, setup.app, {QStringLiteral("history"), paddedOrigin},
+             {{"history-frame-ms", &out.glHistoryFrame}}, 60s, openGL);
     }
 
     progress(QStringLiteral("peak memory: the tour, the bare window, Chromium"));
     for (int i = 0; i < setup.runs; ++i) {
         once(out, setup.app, {QStringLiteral("tour"), origin}, {{"peak-rss-kib", &out.appPeakKiB}});
         once(out, setup.bare, {QStringLiteral("settle")}, {{"peak-rss-kib", &out.barePeakKiB}});
+        once(out, setup.app, {QStringLiteral("tour"), origin}, {{"peak-rss-kib", &out.glPeakKiB}}, 60s,
+             openGL);
         if (const auto peak = chromiumPeak(setup, origin, out.problems))
             out.chromiumPeakKiB.add(*peak);
     }

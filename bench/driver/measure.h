@@ -39,6 +39,9 @@ struct Readings
     Series appWakesPerCheck, appWakesOutsideChecks;
     Series bareDriftKiB; // RSS change of the bare window over Setup::idle
     Series leakKiB, leakChecks, msPerCheck;
+    // The app drawn through OpenGL, as where a graphics device can be opened (without one it
+    // draws with Qt Quick's own renderer): the first frame, the history's frame, the tour's peak.
+    Series glFirstFrame, glHistoryFrame, glPeakKiB;
     Series faultGap;          // ms, the longest the event loop stood still in the fault plays
     Series requestsPerSecond; // the local service under a mixed load
     QStringList problems;

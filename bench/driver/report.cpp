@@ -142,6 +142,13 @@ QString table(const Setup &setup, const Readings &r)
                "came every %2 ms (every %3 ms was asked for: more would mean they piled up).\n")
                .arg(mib(r.historyPeakKiB), r.msPerCheck.text(1))
                .arg(setup.checkPeriodMs);
+    out += QStringLiteral(
+               "\nThe app drawn through OpenGL (`QT_QUICK_BACKEND=rhi`), as on a machine with a graphics "
+               "device; here Mesa draws it on the CPU: cold start %1 ms (%2 the bare window), the "
+               "largest history's frame %3 ms, peak memory after the tour %4 (%5 the bare window).\n")
+               .arg(r.glFirstFrame.text(1), ratio(r.glFirstFrame.median(), r.bareFirstFrame.median()),
+                    r.glHistoryFrame.text(1), mib(r.glPeakKiB),
+                    ratio(r.glPeakKiB.median(), r.barePeakKiB.median()));
     if (!r.problems.isEmpty()) {
         out += QStringLiteral("\nProblems in this run:\n\n");
         for (const QString &p : r.problems)
