@@ -138,8 +138,8 @@ public:
             scrollTo(proof);
         co_await settle(400ms);
         shoot("account-history");
-        // An alert over the account, as when the browser cannot be opened.
-        m_workspace->setMessage(QStringLiteral("The portal could not be opened in the browser."));
+        // An alert over the account, as when the owner's verification is refused.
+        m_workspace->setMessage(QStringLiteral("Device verification was not completed."));
         co_await settle(400ms);
         shoot("alert");
         m_workspace->setMessage({});
