@@ -6,6 +6,7 @@
 #include <QDirIterator>
 #include <QProcess>
 #include <QQmlComponent>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -220,7 +221,12 @@ private slots:
         for (const QString &name : waiting.split(u' '))
             QTRY_VERIFY2(busy(name), qPrintable(name));
         app.service.release(path, LoopbackHttp::json(good));
-        QTRY_COMPARE(app.text(shown), answer);
+        // The quotes' status names the minute they came in; the retry may land in the next one.
+        const auto unclocked = [](QString text) {
+            return text.replace(QRegularExpression(QStringLiteral("refreshed .+$")),
+                                QStringLiteral("refreshed"));
+        };
+        QTRY_COMPARE(unclocked(app.text(shown)), unclocked(answer));
         for (const QString &name : waiting.split(u' '))
             QTRY_VERIFY2(!busy(name), qPrintable(name));
         // The account's session is checked with the vault.
