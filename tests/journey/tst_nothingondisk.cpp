@@ -50,10 +50,12 @@ private slots:
     void journey_data()
     {
         QTest::addColumn<QString>("platform");
-        QTest::newRow("offscreen") << "offscreen";
+        QTest::addColumn<QStringList>("launcher"); // what runs strace
+        QTest::newRow("offscreen") << "offscreen" << QStringList{};
         // On a display, through OpenGL, whose driver has files of its own to keep (asked for:
         // without a graphics device the app draws with Qt Quick's own renderer).
-        QTest::newRow("display, OpenGL") << "xcb";
+        const QStringList display{"xvfb-run", "-a", "-s", "-screen 0 1280x1024x24 -nolisten tcp"};
+        QTest::newRow("display, OpenGL") << "xcb" << display + QStringList{"env", "QT_QUICK_BACKEND=rhi"};
     }
 
     // A whole visit (kelvra-journey) with an empty home and empty XDG folders: nothing is written
@@ -62,6 +64,7 @@ private slots:
     void journey()
     {
         QFETCH(QString, platform);
+        QFETCH(QStringList, launcher);
         const QString strace = QStandardPaths::findExecutable(QStringLiteral("strace"));
         QVERIFY2(!strace.isEmpty(), "strace is missing (scripts/setup installs it)");
         LocalService service(OwnerRecords(QDateTime::currentDateTimeUtc()), std::chrono::minutes(15));
@@ -82,8 +85,6 @@ private slots:
             if (kept.match(name).hasMatch())
                 environment.insert(name, own.value(name));
         environment.insert("QT_QPA_PLATFORM", platform);
-        if (platform == "xcb")
-            environment.insert("QT_QUICK_BACKEND", "rhi");
         // LeakSanitizer cannot work under a tracer; the other tests look for leaks.
         if (environment.contains("ASAN_OPTIONS"))
             environment.insert("ASAN_OPTIONS", environment.value("ASAN_OPTIONS") + ":detect_leaks=0");
@@ -91,22 +92,11 @@ private slots:
         QProcess process;
         process.setProcessEnvironment(environment);
         process.setWorkingDirectory(root.path());
-        const QStringList traced{strace,
-                                 "-f",
-                                 "-qq",
-                                 "-s",
-                                 "256",
-                                 "-o",
-                                 root.filePath("trace"),
-                                 "-e",
-                                 "trace=open,openat,openat2,bind," + writingCalls,
-                                 QStringLiteral(KELVRA_JOURNEY),
-                                 service.origin()};
-        if (platform == "xcb")
-            process.start("xvfb-run",
-                          QStringList{"-a", "-s", "-screen 0 1280x1024x24 -nolisten tcp"} + traced);
-        else
-            process.start(traced.first(), traced.mid(1));
+        QStringList command = launcher;
+        command.append(QStringList{strace, "-f", "-qq", "-s", "256", "-o", root.filePath("trace"), "-e",
+                                   "trace=open,openat,openat2,bind," + writingCalls,
+                                   QStringLiteral(KELVRA_JOURNEY), service.origin()});
+        process.start(command.first(), command.mid(1));
         QTRY_VERIFY_WITH_TIMEOUT(process.state() == QProcess::NotRunning, 90000);
 
         const QByteArray printed = process.readAllStandardOutput() + process.readAllStandardError();
